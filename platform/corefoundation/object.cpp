@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "corefoundation/object.h"
+
+#include "corefoundation/corefoundation_host.h"
+#include "corefoundation/misuse.h"
+
+namespace hub::platform {
+namespace {
+
+constinit std::atomic<std::int64_t> live_counts[kTypeIdLimit]{};
+
+void free_object(const Object& constant_object) {
+  Object& object = const_cast<Object&>(constant_object);  // the last reference is gone: nobody else can see it
+  const CFAllocatorRef allocator = object.allocator;
+  count_objects(object.type->type_id, -1);
+  object.type->destroy(object);
+  CFAllocatorDeallocate(allocator, &object);
+  CFRelease(allocator);
+}
+
+}  // namespace
+
+void count_objects(CFTypeID type_id, int change) { live_counts[type_id].fetch_add(change, std::memory_order_relaxed); }
+
+std::int64_t live_objects(CFTypeID type_id) {
+  return type_id < kTypeIdLimit ? live_counts[type_id].load(std::memory_order_relaxed) : 0;
+}
+
+const Object& object_of(CFTypeRef reference, const char* function) {
+  if (reference == nullptr) {
+    misuse(function, "NULL in place of an object");
+  }
+  return *static_cast<const Object*>(reference);
+}
+
+const Object& object_of(CFTypeRef reference, const ObjectClass& expected, const char* function) {
+  const Object& object = object_of(reference, function);
+  if (object.type != &expected) {
+    misuse(function, "an object of another type");
+  }
+  return object;
+}
+
+}  // namespace hub::platform
+
+using hub::platform::kConstantObject;
+using hub::platform::Object;
+using hub::platform::object_of;
+
+CFTypeRef CFRetain(CFTypeRef reference) {
+  const Object& object = object_of(reference, "CFRetain");
+  if (object.references.load(std::memory_order_relaxed) != kConstantObject) {
+    object.references.fetch_add(1, std::memory_order_relaxed);
+  }
+  return reference;
+}
+
+void CFRelease(CFTypeRef reference) {
+  const Object& object = object_of(reference, "CFRelease");
+  if (object.references.load(std::memory_order_relaxed) == kConstantObject) {
+    return;
+  }
+  const std::uint32_t before = object.references.fetch_sub(1, std::memory_order_acq_rel);
+  if (before == 0) {
+    hub::platform::misuse("CFRelease", "an object that nobody owns any more");
+  }
+  if (before == 1) {
+    hub::platform::free_object(object);
+  }
+}
+
+CFIndex CFGetRetainCount(CFTypeRef reference) {
+  return static_cast<CFIndex>(object_of(reference, "CFGetRetainCount").references.load(std::memory_order_relaxed));
+}
+
+CFTypeID CFGetTypeID(CFTypeRef reference) { return object_of(reference, "CFGetTypeID").type->type_id; }
+
+Boolean CFEqual(CFTypeRef first, CFTypeRef second) {
+  const Object& left = object_of(first, "CFEqual");
+  const Object& right = object_of(second, "CFEqual");
+  return &left == &right || (left.type == right.type && left.type->equal(left, right));
+}
+
+CFHashCode CFHash(CFTypeRef reference) {
+  const Object& object = object_of(reference, "CFHash");
+  return object.type->hash(object);
+}
+
+CFAllocatorRef CFGetAllocator(CFTypeRef reference) {
+  const Object& object = object_of(reference, "CFGetAllocator");
+  return object.allocator != nullptr ? object.allocator : static_cast<CFAllocatorRef>(reference);
+}

@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cstring>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "CoreFoundation/CFString.h"
+#include "corefoundation/misuse.h"
+#include "corefoundation/object.h"
+#include "corefoundation/utf8.h"
+
+// The text's bytes and a final zero stand right behind the object.
+struct __CFString : hub::platform::Object {
+  __CFString(CFAllocatorRef owner, std::string_view text, const hub::platform::Utf8Text& examined);
+
+  [[nodiscard]] const char* bytes() const { return reinterpret_cast<const char*>(this + 1); }
+  [[nodiscard]] std::string_view view() const { return {bytes(), length_bytes}; }
+
+  std::size_t length_bytes;
+  std::size_t utf16_length;
+  bool ascii;
+};
+
+namespace hub::platform {
+namespace {
+
+void destroy_string(Object& object) noexcept { std::destroy_at(&static_cast<__CFString&>(object)); }
+
+bool strings_equal(const Object& first, const Object& second) {
+  return static_cast<const __CFString&>(first).view() == static_cast<const __CFString&>(second).view();
+}
+
+CFHashCode hash_of_string(const Object& object) {
+  return std::hash<std::string_view>{}(static_cast<const __CFString&>(object).view());
+}
+
+constexpr ObjectClass kStringClass{kStringTypeId, destroy_string, strings_equal, hash_of_string};
+
+const __CFString& string_of(CFStringRef string, const char* function) {
+  return static_cast<const __CFString&>(object_of(string, kStringClass, function));
+}
+
+// Whether a text that is (or is not) all ASCII can be held in this encoding.
+bool can_hold(CFStringEncoding encoding, bool ascii) {
+  switch (encoding) {
+    case kCFStringEncodingUTF8:
+      return true;
+    case kCFStringEncodingASCII:
+    case kCFStringEncodingMacRoman:
+      return ascii;
+    default:
+      return false;
+  }
+}
+
+__CFString* create_string(CFAllocatorRef allocator, std::string_view text, CFStringEncoding encoding) {
+  const Utf8Text examined = examine_utf8(text);
+  if (!examined.valid || !can_hold(encoding, examined.ascii)) {
+    return nullptr;
+  }
+  return create_object<__CFString>(allocator, text.size() + 1, text, examined);
+}
+
+}  // namespace
+}  // namespace hub::platform
+
+using namespace hub::platform;
+
+__CFString::__CFString(CFAllocatorRef owner, std::string_view text, const Utf8Text& examined)
+    : Object(kStringClass, owner, 1),
+      length_bytes(text.size()),
+      utf16_length(examined.utf16_length),
+      ascii(examined.ascii) {
+  char* room = reinterpret_cast<char*>(this + 1);
+  text.copy(room, text.size());
+  room[text.size()] = '\0';
+}
+
+CFTypeID CFStringGetTypeID(void) { return kStringTypeId; }
+
+CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text, CFStringEncoding encoding) {
+  return create_string(allocator, text, encoding);
+}
+
+CFStringRef CFStringCreateWithBytes(CFAllocatorRef allocator, const UInt8* bytes, CFIndex length_bytes,
+                                    CFStringEncoding encoding, Boolean) {
+  if (length_bytes < 0) {
+    misuse("CFStringCreateWithBytes", "a negative length");
+  }
+  const std::string_view text(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length_bytes));
+  return create_string(allocator, text, encoding);
+}
+
+CFIndex CFStringGetLength(CFStringRef string) {
+  return static_cast<CFIndex>(string_of(string, "CFStringGetLength").utf16_length);
+}
+
+const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding) {
+  const __CFString& object = string_of(string, "CFStringGetCStringPtr");
+  return can_hold(encoding, object.ascii) ? object.bytes() : nullptr;
+}
+
+Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex buffer_size_bytes, CFStringEncoding encoding) {
+  const __CFString& object = string_of(string, "CFStringGetCString");
+  if (!can_hold(encoding, object.ascii) || buffer_size_bytes <= static_cast<CFIndex>(object.length_bytes)) {
+    return false;
+  }
+  std::memcpy(buffer, object.bytes(), object.length_bytes + 1);
+  return true;
+}
+
+CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding) {
+  constexpr CFIndex kUtf8BytesPerUnit = 3;  // a pair of surrogates takes four bytes, fewer than two single units
+  if (encoding == kCFStringEncodingUTF8) {
+    return length * kUtf8BytesPerUnit;
+  }
+  return can_hold(encoding, true) ? length : -1;
+}
+
+CFStringRef __CFStringMakeConstantString(const char* text) {
+  // Never destroyed: constant strings outlive everything that may still use them while the process ends.
+  static auto& strings = *new std::map<std::string, CFStringRef, std::less<>>;
+  static auto& mutex = *new std::mutex;
+  const std::lock_guard lock(mutex);
+  const auto found = strings.find(std::string_view(text));
+  if (found != strings.end()) {
+    return found->second;
+  }
+  __CFString* string = create_string(kCFAllocatorDefault, text, kCFStringEncodingUTF8);
+  if (string == nullptr) {
+    misuse("CFSTR", "the literal is not UTF-8, or there is no memory for it");
+  }
+  string->references.store(kConstantObject, std::memory_order_relaxed);
+  count_objects(kStringTypeId, -1);  // counts tell what somebody has still to release
+  strings.emplace(text, string);
+  return string;
+}

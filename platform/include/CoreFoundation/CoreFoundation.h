@@ -1,0 +1,12 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+/* All of CoreFoundation that this platform has. */
+#ifndef COREFOUNDATION_COREFOUNDATION_H
+#define COREFOUNDATION_COREFOUNDATION_H
+
+#include "CoreFoundation/CFAllocator.h"
+#include "CoreFoundation/CFBase.h"
+#include "CoreFoundation/CFDictionary.h"
+#include "CoreFoundation/CFNumber.h"
+#include "CoreFoundation/CFString.h"
+
+#endif
