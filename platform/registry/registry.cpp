@@ -1,0 +1,273 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "IOKit/IOKitLib.h"
+#include "corefoundation/misuse.h"
+#include "registry/registry_host.h"
+
+namespace hub::platform {
+namespace {
+
+// Owns one reference to an object, or none.
+template <typename Ref>
+class Owned {
+ public:
+  Owned() = default;
+  explicit Owned(Ref object) : object_(object) {}
+  Owned(Owned&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+  Owned& operator=(Owned&& other) noexcept {
+    std::swap(object_, other.object_);
+    return *this;
+  }
+  Owned(const Owned&) = delete;
+  Owned& operator=(const Owned&) = delete;
+  ~Owned() {
+    if (object_ != nullptr) {
+      CFRelease(object_);
+    }
+  }
+  [[nodiscard]] Ref get() const { return object_; }
+
+ private:
+  Ref object_ = nullptr;
+};
+
+using OwnedDictionary = Owned<CFDictionaryRef>;
+
+OwnedDictionary retained(CFDictionaryRef dictionary) {
+  return OwnedDictionary(dictionary != nullptr ? static_cast<CFDictionaryRef>(CFRetain(dictionary)) : nullptr);
+}
+
+struct Entry {
+  RegistryEntryId id;
+  std::string name;
+  std::string class_name;
+  OwnedDictionary properties;
+  std::vector<std::shared_ptr<Entry>> children;
+};
+
+using EntryPointer = std::shared_ptr<Entry>;
+
+struct Handle {
+  EntryPointer entry;
+  std::size_t references;
+};
+
+bool is_text(CFTypeRef value, std::string_view text) {
+  return CFGetTypeID(value) == CFStringGetTypeID() &&
+         text == CFStringGetCStringPtr(static_cast<CFStringRef>(value), kCFStringEncodingUTF8);
+}
+
+// What a matching dictionary can ask for.
+struct MatchingKey {
+  std::string_view key;
+  bool (*fits)(const Entry& entry, CFTypeRef wanted);
+};
+
+constexpr MatchingKey kMatchingKeys[] = {
+    {kIOProviderClassKey, [](const Entry& entry, CFTypeRef wanted) { return is_text(wanted, entry.class_name); }},
+};
+
+bool fits_nothing(const Entry&, CFTypeRef) { return false; }
+
+struct Criterion {
+  bool (*fits)(const Entry& entry, CFTypeRef wanted);
+  CFTypeRef wanted;
+};
+
+Criterion criterion_of(CFTypeRef key, CFTypeRef wanted) {
+  for (const MatchingKey& known : kMatchingKeys) {
+    if (is_text(key, known.key)) {
+      return {known.fits, wanted};
+    }
+  }
+  return {fits_nothing, wanted};
+}
+
+std::vector<Criterion> criteria_of(CFDictionaryRef matching) {
+  const auto count = static_cast<std::size_t>(CFDictionaryGetCount(matching));
+  std::vector<const void*> keys(count);
+  std::vector<const void*> wanted(count);
+  CFDictionaryGetKeysAndValues(matching, keys.data(), wanted.data());
+  std::vector<Criterion> criteria;
+  for (std::size_t index = 0; index < count; ++index) {
+    criteria.push_back(criterion_of(keys[index], wanted[index]));
+  }
+  return criteria;
+}
+
+// The first of these entries and all below them, in the tree's order, that the test holds for.
+template <typename Test>
+EntryPointer first_in_tree(const std::vector<EntryPointer>& entries, const Test& test) {
+  for (const EntryPointer& entry : entries) {
+    if (test(*entry)) {
+      return entry;
+    }
+    if (EntryPointer below = first_in_tree(entry->children, test)) {
+      return below;
+    }
+  }
+  return nullptr;
+}
+
+class Registry {
+ public:
+  RegistryEntryId add(RegistryEntryId parent, const std::string& name, const std::string& class_name,
+                      CFDictionaryRef properties) {
+    const std::lock_guard lock(mutex_);
+    auto entry = std::make_shared<Entry>(Entry{next_id_, name, class_name, retained(properties), {}});
+    (parent == kNoParent ? roots_ : known(parent, "add_registry_entry")->children).push_back(std::move(entry));
+    return next_id_++;
+  }
+
+  void set_properties(RegistryEntryId id, CFDictionaryRef properties) {
+    OwnedDictionary replaced = retained(properties);  // what was there is released when the lock is gone
+    const std::lock_guard lock(mutex_);
+    std::swap(known(id, "set_registry_properties")->properties, replaced);
+  }
+
+  void clear() {
+    const std::lock_guard lock(mutex_);
+    roots_.clear();
+    for (auto& [number, handle] : handles_) {
+      handle.entry->properties = OwnedDictionary();
+      handle.entry->children.clear();
+    }
+  }
+
+  std::size_t held_references() {
+    const std::lock_guard lock(mutex_);
+    std::size_t references = 0;
+    for (const auto& [number, handle] : handles_) {
+      references += handle.references;
+    }
+    return references;
+  }
+
+  io_service_t first_matching(CFDictionaryRef matching) {
+    const std::vector<Criterion> criteria = criteria_of(matching);
+    const std::lock_guard lock(mutex_);
+    const EntryPointer entry = first_in_tree(roots_, [&](const Entry& candidate) {
+      return std::all_of(criteria.begin(), criteria.end(),
+                         [&](const Criterion& criterion) { return criterion.fits(candidate, criterion.wanted); });
+    });
+    return entry != nullptr ? hand_out(entry) : IO_OBJECT_NULL;
+  }
+
+  CFTypeRef copy_property(io_registry_entry_t number, CFStringRef key) {
+    const std::lock_guard lock(mutex_);
+    const auto handle = handles_.find(number);
+    if (handle == handles_.end() || handle->second.entry->properties.get() == nullptr) {
+      return nullptr;
+    }
+    const CFTypeRef value = CFDictionaryGetValue(handle->second.entry->properties.get(), key);
+    return value != nullptr ? CFRetain(value) : nullptr;
+  }
+
+  kern_return_t retain(io_object_t number) {
+    const std::lock_guard lock(mutex_);
+    const auto handle = handles_.find(number);
+    if (handle == handles_.end()) {
+      return kIOReturnBadArgument;
+    }
+    ++handle->second.references;
+    return kIOReturnSuccess;
+  }
+
+  kern_return_t release(io_object_t number) {
+    const std::lock_guard lock(mutex_);
+    const auto handle = handles_.find(number);
+    if (handle == handles_.end()) {
+      return kIOReturnBadArgument;
+    }
+    if (--handle->second.references == 0) {
+      handles_.erase(handle);
+    }
+    return kIOReturnSuccess;
+  }
+
+ private:
+  EntryPointer known(RegistryEntryId id, const char* function) {
+    EntryPointer entry = first_in_tree(roots_, [id](const Entry& candidate) { return candidate.id == id; });
+    if (entry == nullptr) {
+      misuse(function, "no such entry");
+    }
+    return entry;
+  }
+
+  io_object_t hand_out(const EntryPointer& entry) {
+    for (auto& [number, handle] : handles_) {
+      if (handle.entry == entry) {
+        ++handle.references;
+        return number;
+      }
+    }
+    handles_.emplace(next_handle_, Handle{entry, 1});
+    return next_handle_++;
+  }
+
+  std::mutex mutex_;
+  std::vector<EntryPointer> roots_;
+  std::map<io_object_t, Handle> handles_;
+  RegistryEntryId next_id_ = 1;
+  io_object_t next_handle_ = 1;
+};
+
+Registry& registry() {
+  static auto& instance = *new Registry;  // never destroyed: the plug-in may ask until the very end of the process
+  return instance;
+}
+
+}  // namespace
+
+RegistryEntryId add_registry_entry(RegistryEntryId parent, const std::string& name, const std::string& class_name,
+                                   CFDictionaryRef properties) {
+  return registry().add(parent, name, class_name, properties);
+}
+
+void set_registry_properties(RegistryEntryId entry, CFDictionaryRef properties) {
+  registry().set_properties(entry, properties);
+}
+
+void clear_registry() { registry().clear(); }
+
+std::size_t held_registry_references() { return registry().held_references(); }
+
+}  // namespace hub::platform
+
+using hub::platform::registry;
+
+CFMutableDictionaryRef IOServiceMatching(const char* class_name) {
+  CFMutableDictionaryRef matching = CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                              &kCFTypeDictionaryValueCallBacks);
+  CFStringRef wanted = CFStringCreateWithCString(kCFAllocatorDefault, class_name, kCFStringEncodingUTF8);
+  const bool complete = matching != nullptr && wanted != nullptr;
+  if (complete) {
+    CFDictionarySetValue(matching, CFSTR(kIOProviderClassKey), wanted);
+  } else if (matching != nullptr) {
+    CFRelease(matching);
+  }
+  if (wanted != nullptr) {
+    CFRelease(wanted);
+  }
+  return complete ? matching : nullptr;
+}
+
+io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) {
+  const hub::platform::OwnedDictionary taken_over(matching);
+  return matching != nullptr ? registry().first_matching(matching) : IO_OBJECT_NULL;
+}
+
+CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef, IOOptionBits) {
+  return registry().copy_property(entry, key);
+}
+
+kern_return_t IOObjectRetain(io_object_t object) { return registry().retain(object); }
+
+kern_return_t IOObjectRelease(io_object_t object) { return registry().release(object); }
