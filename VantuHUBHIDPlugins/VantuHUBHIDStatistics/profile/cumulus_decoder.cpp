@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "profile/cumulus_decoder.h"
+
+#include <iterator>
+
+#include "profile/core_payloads.h"
+
+namespace hub::profile::cumulus {
+namespace {
+
+using entry = profile_decoder::entry;
+
+// clang-format off
+
+constexpr entry kComponentRows[] = {
+    {0, "cumulus"},
+};
+static_assert(std::size(kComponentRows) == 1);
+
+constexpr entry kEventRows[] = {
+    {0, "data-in"},
+    {1, "data-out"},
+};
+static_assert(std::size(kEventRows) == 2);
+
+// Both layouts: offsets from the payload's first byte, little-endian; the arguments unsigned, the vector the first three of
+// them as signed fixed point. Not shown: 24-31.
+
+constexpr Field kDataInRows[] = {
+    // at  width       key     column
+    {   0, u32,        "arg1", 10},
+    {   4, u32,        "arg2", 10},
+    {   8, u32,        "arg3", 10},
+    {  12, u32,        "arg4", 10},
+    {  16, u32,        "arg5", 10},
+    {  20, u32,        "arg6", 10},
+    {   0, fixed16_16, "x",    10},
+    {   4, fixed16_16, "y",    10},
+    {   8, fixed16_16, "z",    10},
+};
+static_assert(fits(kDataInRows));
+
+constexpr Field kDataOutRows[] = {
+    // at  width       key     column
+    {   0, u32,        "arg1", 10},
+    {   4, u32,        "arg2", 10},
+    {   8, u32,        "arg3", 10},
+    {  12, u32,        "arg4", 10},
+    {  16, u32,        "arg5", 10},
+    {  20, u32,        "arg6", 10},
+    {   0, fixed20_12, "x",    10},
+    {   4, fixed20_12, "y",    10},
+    {   8, fixed20_12, "z",    10},
+};
+static_assert(fits(kDataOutRows));
+
+// clang-format on
+
+}  // namespace
+
+constinit const NameTable kComponents{kComponentRows};
+constinit const NameTable kEvents{kEventRows};
+
+constinit const Layout kDataIn{"cumulus-data-in", kDataInRows};
+constinit const Layout kDataOut{"cumulus-data-out", kDataOutRows};
+
+// Kept: what goes in is followed by the common items of its type, what comes out is not.
+Rendering rendering(const _HubProfileReport& report) {
+  constexpr std::uint32_t kDataInHeader = 0x04000003;
+  constexpr std::uint32_t kDataOutHeader = 0x04000103;
+  switch (header_word(report)) {
+    case kDataInHeader:
+      return {&kDataIn, core_layout(report.type_id)};
+    case kDataOutHeader:
+      return {&kDataOut};
+    default:
+      return {core_layout(report.type_id)};
+  }
+}
+
+}  // namespace hub::profile::cumulus
+
+using namespace hub::profile;
+
+std::string cumulus_decoder::component_name(unsigned int component) { return name_in(cumulus::kComponents, component); }
+
+std::string cumulus_decoder::event_name(unsigned int /*component*/, unsigned int event) {
+  return name_in(cumulus::kEvents, event);
+}
+
+void cumulus_decoder::parse_datatype(std::stringstream& stream, const _HubProfileReport& report) {
+  print_rendering(*stream.rdbuf(), cumulus::rendering(report), payload_of(report));
+}

@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "profile/haptics_decoder.h"
+
+#include <iterator>
+
+#include "profile/core_payloads.h"
+
+namespace hub::profile::haptics {
+namespace {
+
+using entry = profile_decoder::entry;
+
+// clang-format off
+
+// Kept: the other components of this category have no name.
+constexpr entry kComponentRows[] = {
+    {5, "nebaudio"},
+
+    {7, "haptics-manager"},
+    {8, "hm-kext"},
+    {9, "rtp-detent"},
+};
+static_assert(std::size(kComponentRows) == 4);
+
+constexpr entry kEventRows[] = {
+    {0, "trace"},
+    {1, "amp-states-data"},
+    {2, "play-request-data"},
+};
+static_assert(std::size(kEventRows) == 3);
+
+// Trace points. In the firmware's order: 24 stands before 23, and there is no 22.
+constexpr entry kSubtypeRows[] = {
+    { 0, "SetMapping"},
+    { 1, "PlayActionCommand"},
+    { 2, "PlayAssetCommand"},
+    { 3, "ProcessCommandError"},
+    { 4, "EnqueueRequest"},
+    { 5, "HandleAmpStateAction"},
+    { 6, "AmpTimerStarted"},
+    { 7, "AmpTimerStopped"},
+    { 8, "AmpTimerFired"},
+    { 9, "SetPowerState"},
+    {10, "SetPowerStateError"},
+    {11, "SetPowerStateComplete"},
+    {12, "PlayHapticsAction"},
+    {13, "RequestDropped"},
+    {14, "PlayAssetBegin"},
+    {15, "PlayAssetError"},
+    {16, "PlayAssetComplete"},
+    {17, "UserClientPlayAsset"},
+    {18, "UserClientPlayAssetError"},
+    {19, "KextPlayAssetGated"},
+    {20, "KextPlayAssetGatedError"},
+    {21, "RTPRawData"},
+    {24, "RTPRawEvent"},
+    {23, "RTPHapticsManagerRequestCmp"},
+};
+static_assert(std::size(kSubtypeRows) == 24);
+
+// Offsets from the payload's first byte, little-endian, unsigned.
+
+constexpr Field kTraceRows[] = {
+    // at  width      key       column
+    {   0, subtype32, "trace",  25},
+    {   4, u32,       "thread", 10},
+    {   8, u32,       "arg1",   10},
+    {  12, u32,       "arg2",   10},
+    {  16, u32,       "arg3",   10},
+    {  20, u32,       "arg4",   10},
+};
+static_assert(fits(kTraceRows));
+
+// Kept: the type of the amplifier comes last in the record and first in the line.
+constexpr Field kAmpStateRows[] = {
+    // at  width  key         column
+    {  10, u32,   "ampType",  10},
+    {   2, u32,   "state",    10},
+    {   6, u32,   "refCount", 10},
+};
+static_assert(fits(kAmpStateRows));
+
+constexpr Field kPlayRequestRows[] = {
+    // at  width  key           column
+    {   2, u32,   "ampType",    10},
+    {  10, u32,   "index",      10},
+    {  18, u32,   "presilence", 10},
+    {  26, u32,   "gain",       10},
+};
+static_assert(fits(kPlayRequestRows));
+
+// clang-format on
+
+}  // namespace
+
+constinit const NameTable kComponents{kComponentRows};
+constinit const NameTable kEvents{kEventRows};
+constinit const NameTable kSubtypes{kSubtypeRows};
+
+constinit const Layout kTrace{"haptics-trace", kTraceRows};
+constinit const Layout kAmpState{"haptics-amp-state", kAmpStateRows};
+constinit const Layout kPlayRequest{"haptics-play-request", kPlayRequestRows};
+
+namespace {
+
+const Layout* short_data_layout(unsigned int event_id, const Layout* common) {
+  switch (event_id) {
+    case 1:
+      return &kAmpState;
+    case 2:
+      return &kPlayRequest;
+    default:
+      return common;
+  }
+}
+
+}  // namespace
+
+Rendering rendering(const _HubProfileReport& report) {
+  const Layout* common = core_layout(report.type_id);
+  if (report.component_id == 5 || report.component_id == 6) {  // the audio side reports in the common layouts alone
+    return {common};
+  }
+  switch (report.type_id) {
+    case kEventType:
+      return {&kTrace};
+    case kShortDataType:
+      return {short_data_layout(report.event_id, common)};
+    default:
+      return {common};
+  }
+}
+
+}  // namespace hub::profile::haptics
+
+using namespace hub::profile;
+
+std::string haptics_decoder::component_name(unsigned int component) { return name_in(haptics::kComponents, component); }
+
+std::string haptics_decoder::event_name(unsigned int /*component*/, unsigned int event) {
+  return name_in(haptics::kEvents, event);
+}
+
+std::string haptics_decoder::subtype_name(unsigned int component, unsigned int subtype) {
+  const bool has_names = component >= 7 && component <= 9;  // haptics-manager, hm-kext, rtp-detent
+  return has_names ? name_in(haptics::kSubtypes, subtype) : std::to_string(subtype);
+}
+
+void haptics_decoder::parse_datatype(std::stringstream& stream, const _HubProfileReport& report) {
+  print_rendering(*stream.rdbuf(), haptics::rendering(report), payload_of(report),
+                  [this, &report](std::uint32_t subtype) { return subtype_name(report.component_id, subtype); });
+}

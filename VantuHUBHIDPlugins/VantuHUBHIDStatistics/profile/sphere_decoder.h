@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: Apache-2.0
+// Category 3, "sphere": its latencies and triggers.
+// One event table serves every component.
+#pragma once
+
+#include "profile/name_table.h"
+#include "profile/profile_decoder.h"
+
+namespace hub::profile::sphere {
+
+extern const NameTable kComponents;
+extern const NameTable kEvents;
+
+}  // namespace hub::profile::sphere
+
+class sphere_decoder : public profile_decoder {
+ public:
+  std::string component_name(unsigned int component) override;
+  std::string event_name(unsigned int component, unsigned int event) override;
+};

@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: Apache-2.0
+// The trace points of the solid-state button, by the firmware's numbers.
+#include <iterator>
+
+#include "profile/sshb_decoder.h"
+
+namespace hub::profile::sshb {
+namespace {
+
+// Kept: 224 to 232 repeat names of 202 to 217, so a name does not tell the number.
+// clang-format off
+constexpr profile_decoder::entry kSubtypeRows[] = {
+    {  0, "Notification"},
+    {  1, "Command"},
+    {  2, "SetProperty"},
+    {  3, "GetProperty"},
+    {  4, "SendAmpRequest"},
+    {  5, "AmpWorkerRequestComplete"},
+    {  6, "AmpRequestComplete"},
+    {  7, "EnableSshb"},
+    {  8, "OnCumulusData"},
+    {  9, "SimulateEvent"},
+    { 10, "AmpTurnOn"},
+    { 11, "NotifyVossa"},
+    { 12, "AmpTurnOff"},
+    { 13, "EnableMclk"},
+    { 14, "EnableVossa"},
+    { 15, "QuarlData"},
+    { 16, "DispatchReport"},
+    { 17, "HandleFingerDownChanged"},
+    { 18, "HandleButtonStateChanged"},
+    { 19, "HandleClickStatus"},
+    { 20, "ChangeOpMode"},
+    { 21, "ScanESAction"},
+    { 22, "TurtleTESAction"},
+    { 23, "NotifyVossaRunState"},
+    { 24, "SimulateButtonPress"},
+    { 25, "AmpRequestCompleteStep2"},
+    { 26, "AmpRequestCompleteStep3"},
+    { 27, "AmpRequestCompleteStep4"},
+    { 28, "AmpRequestCompleteStep5"},
+    { 29, "AmpRequestCompleteStep6"},
+    { 30, "AmpPrewarmComplete"},
+    { 31, "AmpEnableComplete"},
+    { 32, "AmpDisableComplete"},
+    { 33, "StartVossa"},
+    { 34, "StopVossa"},
+    { 35, "AssetTimerComplete"},
+    { 36, "VossaCLTimeOut"},
+    { 37, "VossaCLFault"},
+    { 38, "SetTestMode"},
+    { 39, "SimulateFingerdetect"},
+    { 40, "SimulateClick"},
+    { 41, "StartVossaSSHBComplete"},
+    { 42, "StartVossaAPComplete"},
+    { 43, "StopVossaSSHBComplete"},
+    { 44, "StopVossaAPComplete"},
+    { 45, "ApSpkAmpRequest"},
+    { 46, "ApSpkAmpRequestProcess"},
+    { 47, "ApSpkAmpRequestComplete"},
+    { 48, "ApARCRequestComplete"},
+    { 49, "EnableBrenn"},
+    { 50, "PlayAssetBegin"},
+    { 51, "PlayAssetComplete"},
+
+    {100, "ResetBegin"},
+    {101, "ResetEnd"},
+    {102, "ResetComplete"},
+    {103, "ResetRequest"},
+    {104, "Fingerdetect"},
+    {105, "EnableStuckFDTimer"},
+    {106, "SystemStatus"},
+    {107, "APForceWake"},
+    {108, "IBFDTimeout"},
+
+    {200, "SetState"},
+    {201, "ConfigureSpeaker"},
+    {202, "DisabledToPreWarm"},
+    {203, "DisabledToEnabled"},
+    {204, "PreWarmToEnabled"},
+    {205, "PreWarmToDisabled"},
+    {206, "EnabledToPreWarm"},
+    {207, "EnabledToDisabled"},
+    {208, "DisabledToIVEnabled"},
+    {209, "PreWarmToIVEnabled"},
+    {210, "EnabledToIVEnabled"},
+    {211, "IVEnabledToEnabled"},
+    {212, "AmpPowerDown"},
+    {213, "AmpClearInterrupts"},
+    {214, "SoftReset"},
+    {215, "AmpPowerUpPhase1"},
+    {216, "AmpPowerUpPhase2"},
+    {217, "AmpPowerUpPhase3"},
+    {218, "SetVolume"},
+    {219, "ConfigureTDMControls"},
+    {220, "SetChannelEnable"},
+    {221, "WaitForAmpPowerdown"},
+    {222, "EnableAmpReset"},
+    {223, "EnableGNDSwitches"},
+    {224, "AmpPowerUpPhase1"},
+    {225, "AmpPowerUpPhase2"},
+    {226, "AmpPowerUpPhase3"},
+    {227, "DisabledToPreWarm"},
+    {228, "DisabledToEnabled"},
+    {229, "PreWarmToEnabled"},
+    {230, "EnabledToPreWarm"},
+    {231, "DisabledToIVEnabled"},
+    {232, "PreWarmToIVEnabled"},
+
+    {300, "kPlayAssetRequestBegin"},
+    {301, "kPlayAssetRequestReturn"},
+    {302, "kClickStateConfig"},
+    {303, "kClickStateConfigReturn"},
+    {304, "kSetHapticAudioAssertion"},
+    {305, "kSetHapticAudioAssertionReturn"},
+    {306, "ProcessCommandPlayAsset"},
+
+    {308, "HapticsAmpTurnOn"},
+    {309, "AudioAmpTurnOn"},
+
+    {400, "LTWGatedRequest"},
+    {401, "AttachHES"},
+    {402, "CoverHES"},
+
+    {404, "DopplerTimeout"},
+    {405, "CoverStateUpdate"},
+    {406, "CoverReport"},
+    {407, "AttachReport"},
+    {408, "SubscribeDoppler"},
+    {409, "DopplerUpdate"},
+    {410, "SimulatedEvent"},
+};
+static_assert(std::size(kSubtypeRows) == 113);
+// clang-format on
+
+}  // namespace
+
+constinit const NameTable kSubtypes{kSubtypeRows};
+
+}  // namespace hub::profile::sshb

@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "profile/wake_decoder.h"
+
+#include <iterator>
+
+#include "profile/core_payloads.h"
+
+namespace hub::profile::wake {
+namespace {
+
+using entry = profile_decoder::entry;
+
+// clang-format off
+
+constexpr entry kComponentRows[] = {
+    {0, "wake"},
+};
+static_assert(std::size(kComponentRows) == 1);
+
+constexpr entry kEventRows[] = {
+    {0, "wake-req-stats"},
+    {1, "wake-req-info"},
+    {2, "wake-event-info"},
+};
+static_assert(std::size(kEventRows) == 3);
+
+// Offsets from the payload's first byte, little-endian, unsigned.
+
+// Not shown: 12-31.
+constexpr Field kRequestRows[] = {
+    // at  width  key             column
+    {   0, u32,   "wake_reason",  10},
+    {   4, u64,   "endpoint_ref", 10},
+};
+static_assert(fits(kRequestRows));
+
+// Not shown: 8-31.
+constexpr Field kWakeEventRows[] = {
+    // at  width  key            column
+    {   0, u32,   "wake_reason", 10},
+    {   4, u32,   "service_id",  10},
+};
+static_assert(fits(kWakeEventRows));
+
+// clang-format on
+
+}  // namespace
+
+constinit const NameTable kComponents{kComponentRows};
+constinit const NameTable kEvents{kEventRows};
+
+constinit const Layout kRequest{"wake-request", kRequestRows};
+constinit const Layout kWakeEvent{"wake-event", kWakeEventRows};
+
+Rendering rendering(const _HubProfileReport& report) {
+  constexpr std::uint32_t kRequestHeader = 0x0A00010D;  // its type, 13, has no name
+  constexpr std::uint32_t kWakeEventHeader = 0x0A000203;
+  switch (header_word(report)) {
+    case kRequestHeader:
+      return {&kRequest};
+    case kWakeEventHeader:
+      return {&kWakeEvent};
+    default:
+      return {core_layout(report.type_id)};
+  }
+}
+
+}  // namespace hub::profile::wake
+
+using namespace hub::profile;
+
+std::string wake_decoder::component_name(unsigned int component) { return name_in(wake::kComponents, component); }
+
+std::string wake_decoder::event_name(unsigned int /*component*/, unsigned int event) {
+  return name_in(wake::kEvents, event);
+}
+
+void wake_decoder::parse_datatype(std::stringstream& stream, const _HubProfileReport& report) {
+  print_rendering(*stream.rdbuf(), wake::rendering(report), payload_of(report));
+}
