@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "profile/profile_exports.h"
+
+#include <cstdio>
+#include <string>
+
+#include "CoreFoundation/CoreFoundation.h"
+#include "profile/NEBLogDecoder.h"
+
+bool _hub_profile_delta_enabled = false;
+
+CFStringRef CopyProfileDescription(const _HubProfileReport* report) {
+  const std::string text = NEBLogDecoder::to_string(*report);
+  return CFStringCreateWithCString(kCFAllocatorDefault, text.c_str(), kCFStringEncodingUTF8);
+}
+
+namespace {
+
+void print_converted(CFStringRef description) {
+  const CFIndex size = CFStringGetMaximumSizeForEncoding(CFStringGetLength(description), kCFStringEncodingUTF8) + 1;
+  std::string text(static_cast<std::size_t>(size), '\0');
+  if (CFStringGetCString(description, text.data(), size, kCFStringEncodingUTF8)) {
+    std::puts(text.c_str());
+  }
+}
+
+}  // namespace
+
+void hub_profile_print(const _HubProfileReport* report) {
+  const CFStringRef description = CopyProfileDescription(report);
+  if (description == nullptr) {
+    return;
+  }
+  // The platform lends a buffer only for a text that is the same in its encodings, which is nearly every line.
+  if (const char* text = CFStringGetCStringPtr(description, kCFStringEncodingMacRoman); text != nullptr) {
+    std::puts(text);
+  } else {
+    print_converted(description);
+  }
+  CFRelease(description);
+}
