@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/progress.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+namespace hub::host {
+namespace {
+
+constexpr std::chrono::milliseconds kRedrawEvery{100};
+constexpr double kBytesPerMebibyte = 1048576.0;
+
+bool is_enabled(ProgressWhen when, bool is_file) {
+  switch (when) {
+    case ProgressWhen::kAlways:
+      return true;
+    case ProgressWhen::kNever:
+      return false;
+    case ProgressWhen::kAuto:
+      return is_file && isatty(STDERR_FILENO) != 0;
+  }
+  return false;
+}
+
+std::string state_text(std::uint64_t done_bytes, std::uint64_t records, std::optional<std::uint64_t> size_bytes) {
+  char text[128];
+  const double done_mib = static_cast<double>(done_bytes) / kBytesPerMebibyte;
+  const auto record_count = static_cast<unsigned long long>(records);
+  if (size_bytes.value_or(0) == 0) {
+    std::snprintf(text, sizeof text, "%llu records, %.1f MiB", record_count, done_mib);
+  } else {
+    const double share = std::min(1.0, static_cast<double>(done_bytes) / static_cast<double>(*size_bytes));
+    std::snprintf(text, sizeof text, "%3.0f %%, %llu records, %.1f of %.1f MiB", share * 100, record_count, done_mib,
+                  static_cast<double>(*size_bytes) / kBytesPerMebibyte);
+  }
+  return text;
+}
+
+}  // namespace
+
+Progress::Progress(ProgressWhen when, std::string input_name, std::optional<std::uint64_t> size_bytes)
+    : enabled_(is_enabled(when, size_bytes.has_value())),
+      keep_last_(when == ProgressWhen::kAlways),
+      input_name_(std::move(input_name)),
+      size_bytes_(size_bytes) {}
+
+Progress::~Progress() {
+  hide();
+  if (enabled_ && keep_last_) {
+    draw();
+    std::fputs("\n", stderr);
+  }
+}
+
+void Progress::hide() {
+  if (drawn_length_ > 0) {
+    std::fprintf(stderr, "\r%*s\r", static_cast<int>(drawn_length_), "");
+    drawn_length_ = 0;
+  }
+}
+
+void Progress::show(std::uint64_t done_bytes, std::uint64_t records) {
+  done_bytes_ = done_bytes;
+  records_ = records;
+  const auto now = std::chrono::steady_clock::now();
+  if (enabled_ && now - drawn_at_ >= kRedrawEvery) {
+    hide();
+    draw();
+    drawn_at_ = now;
+  }
+}
+
+void Progress::draw() {
+  const std::string text = input_name_ + ": " + state_text(done_bytes_, records_, size_bytes_);
+  std::fputs(text.c_str(), stderr);
+  drawn_length_ = text.size();
+}
+
+}  // namespace hub::host

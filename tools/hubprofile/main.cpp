@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: Apache-2.0
+// hubprofile: decodes captures of profile reports. Arguments and exit status; the work is in host/.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "host/capture_decode.h"
+#include "host/clock_sources.h"
+
+namespace {
+
+using namespace hub::host;
+
+constexpr int kFailed = 1;
+constexpr int kUsageError = 2;
+
+struct Arguments {
+  CaptureDecodeOptions decode;
+  std::optional<ClockPair> clock_pair;
+  std::optional<BootTime> boot_time;
+  std::optional<ProgressWhen> progress;
+};
+
+// An option whose text `parse` turns into `value`; what was `expected` is told when it cannot.
+template <typename Value, typename Parse>
+CLI::Option* add_parsed_option(CLI::App& app, const std::string& name, std::optional<Value>& value, Parse parse,
+                               const std::string& expected, const std::string& description) {
+  return app.add_option_function<std::string>(
+      name,
+      [&value, name, parse, expected](const std::string& text) {
+        value = parse(text);
+        if (!value) {
+          throw CLI::ValidationError(name, "expected " + expected + ", not \"" + text + "\"");
+        }
+      },
+      description);
+}
+
+std::optional<ProgressWhen> parse_progress_when(const std::string& word) {
+  static const std::map<std::string, ProgressWhen> kWords = {
+      {"auto", ProgressWhen::kAuto}, {"always", ProgressWhen::kAlways}, {"never", ProgressWhen::kNever}};
+  const auto known = kWords.find(word);
+  return known != kWords.end() ? std::optional(known->second) : std::nullopt;
+}
+
+void describe(CLI::App& app, Arguments& arguments) {
+  app.set_version_flag("--version", "hubprofile " HUB_VERSION);
+  app.add_option("FILE", arguments.decode.inputs, "Captures to decode in turn; none, or -, is standard input")
+      ->type_name("");
+  add_parsed_option(app, "--timesync", arguments.clock_pair, parse_clock_pair,
+                    "HUB,CALENDAR, two signed 64-bit numbers",
+                    "The simultaneous clock pair, both in signed 64-bit nanoseconds:\n"
+                    "lines carry \"calendar-time\" in the zone of TZ")
+      ->type_name("HUB,CALENDAR");
+  add_parsed_option(app, "--boot-time", arguments.boot_time, parse_boot_time,
+                    "\"none\", or microseconds from 0 to 2^63 - 1",
+                    "The boot time in microseconds that lines carry; none: no such item.\nDefault: this machine's")
+      ->type_name("US|none");
+  app.add_option("-o,--output", arguments.decode.output,
+                 "Write there instead of standard output; the file appears only\nwhen it is complete")
+      ->type_name("FILE");
+  add_parsed_option(app, "--progress", arguments.progress, parse_progress_when, "auto, always or never",
+                    "Show progress on standard error: auto (on a terminal, for files),\nalways or never")
+      ->type_name("WHEN");
+}
+
+int run(int count, char** words) {
+  CLI::App app("Decodes profile reports: raw 48-byte records, one line of text each.", "hubprofile");
+  Arguments arguments;
+  describe(app, arguments);
+  try {
+    app.parse(count, words);
+  } catch (const CLI::Success& request) {  // --help, --version
+    return app.exit(request);
+  } catch (const CLI::ParseError& error) {
+    std::cerr << "hubprofile: " << error.what() << "\nTry hubprofile --help.\n";
+    return kUsageError;
+  }
+  if (arguments.clock_pair) {
+    publish_clock_pair(*arguments.clock_pair);
+  }
+  if (arguments.boot_time) {
+    publish_boot_time(*arguments.boot_time);
+  }
+  arguments.decode.progress = arguments.progress.value_or(ProgressWhen::kAuto);
+  return decode_captures(arguments.decode, std::cerr);
+}
+
+// A standard stream that the parent closed would otherwise be the number of the next file opened, and messages would
+// land in that file. Opened for reading, so that writing to it still fails.
+void occupy_standard_descriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) < 0) {
+      open("/dev/null", O_RDONLY);
+    }
+  }
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+  occupy_standard_descriptors();
+  std::signal(SIGPIPE, SIG_IGN);  // a reader that goes away is seen as a failed write
+  try {
+    return run(count, words);
+  } catch (const std::exception& error) {
+    std::cerr << "hubprofile: " << error.what() << "\n";
+    return kFailed;
+  }
+}
