@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <algorithm>
+#include <array>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -66,41 +67,42 @@ bool is_text(CFTypeRef value, std::string_view text) {
 
 // What a matching dictionary can ask for.
 struct MatchingKey {
-  std::string_view key;
+  CFStringRef (*key)();
   bool (*fits)(const Entry& entry, CFTypeRef wanted);
 };
 
 constexpr MatchingKey kMatchingKeys[] = {
-    {kIOProviderClassKey, [](const Entry& entry, CFTypeRef wanted) { return is_text(wanted, entry.class_name); }},
+    {[] { return CFSTR(kIOProviderClassKey); },
+     [](const Entry& entry, CFTypeRef wanted) { return is_text(wanted, entry.class_name); }},
 };
 
-bool fits_nothing(const Entry&, CFTypeRef) { return false; }
-
-struct Criterion {
-  bool (*fits)(const Entry& entry, CFTypeRef wanted);
-  CFTypeRef wanted;
-};
-
-Criterion criterion_of(CFTypeRef key, CFTypeRef wanted) {
-  for (const MatchingKey& known : kMatchingKeys) {
-    if (is_text(key, known.key)) {
-      return {known.fits, wanted};
+// What one dictionary asks for, looked up once for the whole search.
+class Criteria {
+ public:
+  explicit Criteria(CFDictionaryRef matching) {
+    CFIndex known = 0;
+    for (std::size_t row = 0; row < wanted_.size(); ++row) {
+      known += CFDictionaryGetValueIfPresent(matching, kMatchingKeys[row].key(), &wanted_[row]) ? 1 : 0;
     }
+    has_unknown_key_ = known < CFDictionaryGetCount(matching);
   }
-  return {fits_nothing, wanted};
-}
 
-std::vector<Criterion> criteria_of(CFDictionaryRef matching) {
-  const auto count = static_cast<std::size_t>(CFDictionaryGetCount(matching));
-  std::vector<const void*> keys(count);
-  std::vector<const void*> wanted(count);
-  CFDictionaryGetKeysAndValues(matching, keys.data(), wanted.data());
-  std::vector<Criterion> criteria;
-  for (std::size_t index = 0; index < count; ++index) {
-    criteria.push_back(criterion_of(keys[index], wanted[index]));
+  [[nodiscard]] bool fit(const Entry& entry) const {
+    if (has_unknown_key_) {
+      return false;
+    }
+    for (std::size_t row = 0; row < wanted_.size(); ++row) {
+      if (wanted_[row] != nullptr && !kMatchingKeys[row].fits(entry, wanted_[row])) {
+        return false;
+      }
+    }
+    return true;
   }
-  return criteria;
-}
+
+ private:
+  std::array<CFTypeRef, std::size(kMatchingKeys)> wanted_{};
+  bool has_unknown_key_;
+};
 
 // The first of these entries and all below them, in the tree's order, that the test holds for.
 template <typename Test>
@@ -151,12 +153,9 @@ class Registry {
   }
 
   io_service_t first_matching(CFDictionaryRef matching) {
-    const std::vector<Criterion> criteria = criteria_of(matching);
+    const Criteria criteria(matching);
     const std::lock_guard lock(mutex_);
-    const EntryPointer entry = first_in_tree(roots_, [&](const Entry& candidate) {
-      return std::all_of(criteria.begin(), criteria.end(),
-                         [&](const Criterion& criterion) { return criterion.fits(candidate, criterion.wanted); });
-    });
+    const EntryPointer entry = first_in_tree(roots_, [&](const Entry& candidate) { return criteria.fit(candidate); });
     return entry != nullptr ? hand_out(entry) : IO_OBJECT_NULL;
   }
 
