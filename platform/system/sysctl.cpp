@@ -2,11 +2,14 @@
 #include "sys/sysctl.h"
 
 #include <cerrno>
-#include <cstdint>
+#include <charconv>
 #include <cstring>
 #include <ctime>
+#include <fstream>
 #include <mutex>
 #include <optional>
+#include <string>
+#include <string_view>
 
 #include "system/system_host.h"
 
@@ -32,19 +35,33 @@ BootTimeAnswer current_answer() {
   return answer;
 }
 
-constexpr std::int64_t kMicrosecondsPerSecond = 1'000'000;
-constexpr std::int64_t kNanosecondsPerMicrosecond = 1'000;
-
-std::int64_t clock_microseconds(clockid_t clock) {
-  timespec now{};
-  clock_gettime(clock, &now);
-  return now.tv_sec * kMicrosecondsPerSecond + now.tv_nsec / kNanosecondsPerMicrosecond;
+// The kernel's own idea of the moment, in seconds since the epoch: the same for all processes until the next boot.
+std::optional<std::time_t> boot_second_of_kernel() {
+  std::ifstream statistics("/proc/stat");
+  for (std::string line; std::getline(statistics, line);) {
+    constexpr std::string_view kKey = "btime ";
+    std::time_t seconds = 0;
+    if (line.starts_with(kKey) &&
+        std::from_chars(line.data() + kKey.size(), line.data() + line.size(), seconds).ec == std::errc()) {
+      return seconds;
+    }
+  }
+  return std::nullopt;
 }
 
-// Asked of the clocks once: a difference of two readings is another one each time.
+// Where the kernel's statistics cannot be read: the calendar's second less those since boot.
+std::time_t boot_second_of_clocks() {
+  timespec now{};
+  timespec since_boot{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  clock_gettime(CLOCK_BOOTTIME, &since_boot);
+  return now.tv_sec - since_boot.tv_sec;
+}
+
+// Asked once: a difference of two readings is another one each time.
 timeval machine_boot_time() {
-  static const std::int64_t boot_time_us = clock_microseconds(CLOCK_REALTIME) - clock_microseconds(CLOCK_BOOTTIME);
-  return {boot_time_us / kMicrosecondsPerSecond, boot_time_us % kMicrosecondsPerSecond};
+  static const std::time_t seconds = boot_second_of_kernel().value_or(boot_second_of_clocks());
+  return {seconds, 0};
 }
 
 int fail(int error_number) {
