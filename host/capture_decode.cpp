@@ -54,6 +54,13 @@ std::optional<std::uint64_t> file_size(const Input& input) {
   return S_ISREG(input.status.st_mode) ? std::optional(static_cast<std::uint64_t>(input.status.st_size)) : std::nullopt;
 }
 
+std::string left_over_text(const ReportReader& reader) {
+  const std::size_t left_over = reader.left_over_bytes();
+  return "ends inside a record: at offset " + std::to_string(reader.offset_bytes()) + ", " + std::to_string(left_over) +
+         (left_over == 1 ? " byte is" : " bytes are") + " left over of the " + std::to_string(kReportSize) +
+         " that a record has";
+}
+
 class CaptureDecode {
  public:
   CaptureDecode(OutputFile& output, ProgressWhen progress, std::ostream& messages)
@@ -100,9 +107,7 @@ class CaptureDecode {
       }
     }
     if (reader.left_over_bytes() > 0) {
-      tell_input_error(input.name, "ends inside a record: at offset " + std::to_string(reader.offset_bytes()) + ", " +
-                                       std::to_string(reader.left_over_bytes()) + " bytes are left over of the " +
-                                       std::to_string(kReportSize) + " that a record has");
+      tell_input_error(input.name, left_over_text(reader));
     }
   }
 

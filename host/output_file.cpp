@@ -10,7 +10,6 @@
 #include <climits>
 #include <csignal>
 #include <system_error>
-#include <vector>
 
 namespace hub::host {
 namespace {
@@ -64,6 +63,18 @@ mode_t usual_permissions() {
   return kEverybodyReadsAndWrites & ~mask;
 }
 
+// Where a file of this name will be made: symbolic links that lead to nothing yet are followed.
+std::filesystem::path file_to_make(std::filesystem::path path) {
+  constexpr int kMostLinks = 40;  // as many as the system follows
+  for (int link = 0; std::filesystem::is_symlink(path); ++link) {
+    if (link == kMostLinks) {
+      throw std::system_error(ELOOP, std::generic_category(), "open");
+    }
+    path = path.parent_path() / std::filesystem::read_symlink(path);  // an absolute target replaces the folder
+  }
+  return std::filesystem::absolute(path);
+}
+
 }  // namespace
 
 OutputFile::OutputFile() : descriptor_(STDOUT_FILENO) {}
@@ -82,7 +93,7 @@ OutputFile::OutputFile(const std::string& path) : descriptor_(-1) {
   if (exists && access(path.c_str(), W_OK) != 0) {
     throw_errno("open");
   }
-  open_beside(exists ? std::filesystem::canonical(path) : std::filesystem::absolute(path));
+  open_beside(exists ? std::filesystem::canonical(path) : file_to_make(path));
   constexpr mode_t kPermissionBits = 07777;
   if (fchmod(descriptor_, exists ? existing.st_mode & kPermissionBits : usual_permissions()) != 0) {
     throw_errno("chmod");
@@ -90,7 +101,7 @@ OutputFile::OutputFile(const std::string& path) : descriptor_(-1) {
 }
 
 void OutputFile::open_beside(const std::filesystem::path& path) {
-  std::string unfinished = (path.parent_path() / ("." + path.filename().string() + ".XXXXXX")).string();
+  std::string unfinished = (path.parent_path() / ".unfinished.XXXXXX").string();
   owned_ = Descriptor(mkostemp(unfinished.data(), O_CLOEXEC));
   descriptor_ = owned_.number();
   if (descriptor_ < 0) {

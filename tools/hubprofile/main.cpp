@@ -10,6 +10,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/capture_decode.h"
 #include "host/clock_sources.h"
@@ -25,6 +26,7 @@ struct Arguments {
   CaptureDecodeOptions decode;
   std::optional<ClockPair> clock_pair;
   std::optional<BootTime> boot_time;
+  std::optional<std::string> output;
   std::optional<ProgressWhen> progress;
 };
 
@@ -37,10 +39,14 @@ CLI::Option* add_parsed_option(CLI::App& app, const std::string& name, std::opti
       [&value, name, parse, expected](const std::string& text) {
         value = parse(text);
         if (!value) {
-          throw CLI::ValidationError(name, "expected " + expected + ", not \"" + text + "\"");
+          throw CLI::ValidationError(name.substr(name.find("--")), "expected " + expected + ", not \"" + text + "\"");
         }
       },
       description);
+}
+
+std::optional<std::string> parse_file_name(const std::string& name) {
+  return name.empty() ? std::nullopt : std::optional(name);
 }
 
 std::optional<ProgressWhen> parse_progress_when(const std::string& word) {
@@ -63,12 +69,23 @@ void describe(CLI::App& app, Arguments& arguments) {
                     "\"none\", or microseconds from 0 to 2^63 - 1",
                     "The boot time in microseconds that lines carry; none: no such item.\nDefault: this machine's")
       ->type_name("US|none");
-  app.add_option("-o,--output", arguments.decode.output,
-                 "Write there instead of standard output; the file appears only\nwhen it is complete")
+  add_parsed_option(app, "-o,--output", arguments.output, parse_file_name, "FILE, a name that is not empty",
+                    "Write there instead of standard output; the file appears only\nwhen it is complete")
       ->type_name("FILE");
   add_parsed_option(app, "--progress", arguments.progress, parse_progress_when, "auto, always or never",
                     "Show progress on standard error: auto (on a terminal, for files),\nalways or never")
       ->type_name("WHEN");
+}
+
+// The words as CLI11 takes them, last first. It would take one in brackets apart as a list; "./" in front makes it
+// another name of the same file.
+std::vector<std::string> reversed_words(int count, char** words) {
+  std::vector<std::string> reversed;
+  for (int index = count - 1; index > 0; --index) {
+    const std::string word = words[index];
+    reversed.push_back(word.starts_with('[') ? "./" + word : word);
+  }
+  return reversed;
 }
 
 int run(int count, char** words) {
@@ -76,7 +93,7 @@ int run(int count, char** words) {
   Arguments arguments;
   describe(app, arguments);
   try {
-    app.parse(count, words);
+    app.parse(reversed_words(count, words));
   } catch (const CLI::Success& request) {  // --help, --version
     return app.exit(request);
   } catch (const CLI::ParseError& error) {
@@ -89,16 +106,17 @@ int run(int count, char** words) {
   if (arguments.boot_time) {
     publish_boot_time(*arguments.boot_time);
   }
+  arguments.decode.output = arguments.output.value_or("");
   arguments.decode.progress = arguments.progress.value_or(ProgressWhen::kAuto);
   return decode_captures(arguments.decode, std::cerr);
 }
 
 // A standard stream that the parent closed would otherwise be the number of the next file opened, and messages would
-// land in that file. Opened for reading, so that writing to it still fails.
+// land in that file. Opened the wrong way round, so that using it still fails.
 void occupy_standard_descriptors() {
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(descriptor, F_GETFD) < 0) {
-      open("/dev/null", O_RDONLY);
+      open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
     }
   }
 }
@@ -107,7 +125,9 @@ void occupy_standard_descriptors() {
 
 int main(int count, char** words) {
   occupy_standard_descriptors();
-  std::signal(SIGPIPE, SIG_IGN);  // a reader that goes away is seen as a failed write
+  // A reader that goes away and a file that grows beyond the limit are seen as failed writes.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   try {
     return run(count, words);
   } catch (const std::exception& error) {
