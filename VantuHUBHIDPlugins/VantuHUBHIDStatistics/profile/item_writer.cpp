@@ -17,16 +17,24 @@ struct ByteText {
   std::uint8_t length;  // the comma included
 };
 
+constexpr ByteText make_byte_text(unsigned byte) {
+  ByteText entry{};
+  const auto put = [&entry](unsigned character) { entry.text[entry.length++] = static_cast<char>(character); };
+  if (byte >= 100) {
+    put('0' + byte / 100);
+  }
+  if (byte >= 10) {
+    put('0' + byte / 10 % 10);
+  }
+  put('0' + byte % 10);
+  put(',');
+  return entry;
+}
+
 constexpr std::array<ByteText, 256> make_byte_texts() {
   std::array<ByteText, 256> texts{};
-  for (std::size_t byte = 0; byte < texts.size(); ++byte) {
-    ByteText& entry = texts[byte];
-    for (std::size_t unit : {100U, 10U, 1U}) {
-      if (byte >= unit || unit == 1) {
-        entry.text[entry.length++] = static_cast<char>('0' + byte / unit % 10);
-      }
-    }
-    entry.text[entry.length++] = ',';
+  for (unsigned byte = 0; byte < texts.size(); ++byte) {
+    texts[byte] = make_byte_text(byte);
   }
   return texts;
 }
