@@ -58,9 +58,16 @@ std::time_t boot_second_of_clocks() {
   return now.tv_sec - since_boot.tv_sec;
 }
 
+std::time_t boot_second() {
+  const int error_before = errno;  // a query that succeeds leaves errno alone, whatever it took to answer it
+  const std::time_t seconds = boot_second_of_kernel().value_or(boot_second_of_clocks());
+  errno = error_before;
+  return seconds;
+}
+
 // Asked once: a difference of two readings is another one each time.
 timeval machine_boot_time() {
-  static const std::time_t seconds = boot_second_of_kernel().value_or(boot_second_of_clocks());
+  static const std::time_t seconds = boot_second();
   return {seconds, 0};
 }
 
