@@ -5,6 +5,7 @@
 #include <charconv>
 
 #include "CoreFoundation/CoreFoundation.h"
+#include "corefoundation/owned.h"
 #include "registry/registry_host.h"
 #include "system/system_host.h"
 
@@ -19,15 +20,16 @@ std::optional<std::int64_t> parse_number(std::string_view text) {
   return error == std::errc() && stopped_at == end ? std::optional(number) : std::nullopt;
 }
 
+using platform::Owned;
+
 void set_number(CFMutableDictionaryRef dictionary, CFStringRef key, std::int64_t value) {
-  const CFNumberRef number = CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &value);
-  CFDictionarySetValue(dictionary, key, number);
-  CFRelease(number);
+  const Owned number(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &value));
+  CFDictionarySetValue(dictionary, key, number.get());
 }
 
-CFMutableDictionaryRef create_object_dictionary() {
-  return CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                   &kCFTypeDictionaryValueCallBacks);
+Owned<CFMutableDictionaryRef> create_object_dictionary() {
+  return Owned(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
+                                         &kCFTypeDictionaryValueCallBacks));
 }
 
 }  // namespace
@@ -54,14 +56,12 @@ std::optional<BootTime> parse_boot_time(std::string_view text) {
 }
 
 void publish_clock_pair(const ClockPair& pair) {
-  const CFMutableDictionaryRef timesync = create_object_dictionary();
-  set_number(timesync, CFSTR("hub"), pair.hub);
-  set_number(timesync, CFSTR("calendar"), pair.calendar);
-  const CFMutableDictionaryRef properties = create_object_dictionary();
-  CFDictionarySetValue(properties, CFSTR("timesync"), timesync);
-  platform::add_registry_entry(platform::kNoParent, "VantuHUBTimesync", "VantuHUBTimesync", properties);
-  CFRelease(properties);
-  CFRelease(timesync);
+  const auto timesync = create_object_dictionary();
+  set_number(timesync.get(), CFSTR("hub"), pair.hub);
+  set_number(timesync.get(), CFSTR("calendar"), pair.calendar);
+  const auto properties = create_object_dictionary();
+  CFDictionarySetValue(properties.get(), CFSTR("timesync"), timesync.get());
+  platform::add_registry_entry(platform::kNoParent, "VantuHUBTimesync", "VantuHUBTimesync", properties.get());
 }
 
 void publish_boot_time(const BootTime& boot_time) {

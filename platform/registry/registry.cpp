@@ -10,34 +10,11 @@
 
 #include "IOKit/IOKitLib.h"
 #include "corefoundation/misuse.h"
+#include "corefoundation/owned.h"
 #include "registry/registry_host.h"
 
 namespace hub::platform {
 namespace {
-
-// Owns one reference to an object, or none.
-template <typename Ref>
-class Owned {
- public:
-  Owned() = default;
-  explicit Owned(Ref object) : object_(object) {}
-  Owned(Owned&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
-  Owned& operator=(Owned&& other) noexcept {
-    std::swap(object_, other.object_);
-    return *this;
-  }
-  Owned(const Owned&) = delete;
-  Owned& operator=(const Owned&) = delete;
-  ~Owned() {
-    if (object_ != nullptr) {
-      CFRelease(object_);
-    }
-  }
-  [[nodiscard]] Ref get() const { return object_; }
-
- private:
-  Ref object_ = nullptr;
-};
 
 using OwnedDictionary = Owned<CFDictionaryRef>;
 
@@ -135,11 +112,12 @@ class Registry {
   }
 
   void clear() {
+    std::vector<EntryPointer> removed;  // what goes is released when the lock is gone
+    std::vector<OwnedDictionary> properties;
     const std::lock_guard lock(mutex_);
-    roots_.clear();
+    removed.swap(roots_);
     for (auto& [number, handle] : handles_) {
-      handle.entry->properties = OwnedDictionary();
-      handle.entry->children.clear();
+      properties.push_back(std::move(handle.entry->properties));
     }
   }
 
