@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Which service is found, and what the host may do to the registry.
+#include <unistd.h>
+
+#include <cstdlib>
+
 #include "tests/platform/registry_fixture.h"
 
 namespace hub::test {
@@ -135,6 +139,26 @@ TEST_F(Registry, replaced_properties_are_let_go) {
   const auto entry = platform::add_registry_entry(kNoParent, "service", "Sensor", properties);
   platform::set_registry_properties(entry, marked(2));
   EXPECT_EQ(CFGetRetainCount(properties), 1);
+}
+
+// Properties that ask the registry something when they are let go.
+Owned<CFMutableDictionaryRef> asking_at_their_end() {
+  CFDictionaryValueCallBacks asking{};
+  asking.release = [](CFAllocatorRef, const void*) { platform::held_registry_references(); };
+  Owned properties(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &asking));
+  CFDictionarySetValue(properties, CFSTR("key"), nullptr);
+  return properties;
+}
+
+TEST_F(Registry, properties_that_are_let_go_may_ask_it) {
+  const auto let_go_twice = [] {
+    alarm(30);  // in place of waiting for ever
+    const auto entry = platform::add_registry_entry(kNoParent, "service", "Sensor", asking_at_their_end());
+    platform::set_registry_properties(entry, asking_at_their_end());
+    platform::clear_registry();
+    std::_Exit(EXIT_SUCCESS);
+  };
+  EXPECT_EXIT(let_go_twice(), ::testing::ExitedWithCode(EXIT_SUCCESS), "");
 }
 
 TEST_F(Registry, host_that_names_an_unknown_entry_ends_the_process) {
