@@ -120,7 +120,7 @@ TEST_F(Registry, virtual_operations_stand_in_their_slots) {
   profile_decoder* replaced[] = {&slot_0, &slot_1, &slot_2, &slot_3, &slot_4};
   const auto slot_of = [](const profile_decoder& decoder, std::size_t slot) {
     void* const* table = nullptr;
-    std::memcpy(&table, &decoder, sizeof table);
+    std::memcpy(&table, static_cast<const void*>(&decoder), sizeof table);
     return table[slot];
   };
   for (std::size_t own = 0; own < std::size(replaced); ++own) {
