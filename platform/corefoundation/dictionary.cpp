@@ -37,9 +37,6 @@ using Positions = std::unordered_map<const void*, std::size_t, KeyHash, KeyEqual
 
 constexpr std::size_t kFirstCapacity = 4;
 
-const void* retain_object(CFAllocatorRef, const void* value) { return CFRetain(value); }
-void release_object(CFAllocatorRef, const void* value) { CFRelease(value); }
-
 }  // namespace
 }  // namespace hub::platform
 
@@ -198,9 +195,9 @@ void __CFDictionary::remove_all() {
   pairs.clear();
 }
 
-const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks{0,       retain_object, release_object,
+const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks{0,       retain_member, release_member,
                                                              nullptr, CFEqual,       CFHash};
-const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks{0, retain_object, release_object, nullptr, CFEqual};
+const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks{0, retain_member, release_member, nullptr, CFEqual};
 
 CFTypeID CFDictionaryGetTypeID(void) { return kDictionaryTypeId; }
 

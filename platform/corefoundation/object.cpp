@@ -41,6 +41,10 @@ const Object& object_of(CFTypeRef reference, const ObjectClass& expected, const 
   return object;
 }
 
+const void* retain_member(CFAllocatorRef, const void* value) { return CFRetain(value); }
+
+void release_member(CFAllocatorRef, const void* value) { CFRelease(value); }
+
 }  // namespace hub::platform
 
 using hub::platform::kConstantObject;

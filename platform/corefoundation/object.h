@@ -28,7 +28,11 @@ inline constexpr CFTypeID kAllocatorTypeId = 1;
 inline constexpr CFTypeID kStringTypeId = 2;
 inline constexpr CFTypeID kNumberTypeId = 3;
 inline constexpr CFTypeID kDictionaryTypeId = 4;
-inline constexpr std::size_t kTypeIdLimit = 5;  // above the last type
+inline constexpr CFTypeID kBooleanTypeId = 5;
+inline constexpr CFTypeID kDataTypeId = 6;
+inline constexpr CFTypeID kArrayTypeId = 7;
+inline constexpr CFTypeID kUuidTypeId = 8;
+inline constexpr std::size_t kTypeIdLimit = 9;  // above the last type
 
 // A count of kConstantObject stays as it is: the object is never freed.
 inline constexpr std::uint32_t kConstantObject = UINT32_MAX;
@@ -65,6 +69,10 @@ T* create_object(CFAllocatorRef allocator, std::size_t extra_bytes, Arguments&&.
   count_objects(object->type->type_id, 1);
   return object;
 }
+
+// How a collection keeps its members when they are objects: the callbacks of the kCFType… structures.
+const void* retain_member(CFAllocatorRef allocator, const void* value);
+void release_member(CFAllocatorRef allocator, const void* value);
 
 // Lets the standard containers inside an object take their memory where the object has its own.
 template <typename T>

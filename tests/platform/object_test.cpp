@@ -26,7 +26,9 @@ class Object : public PlatformTest {
   Object() { CFDictionarySetValue(a_dictionary, CFSTR("key"), CFSTR("value")); }
 
   // One of each type.
-  [[nodiscard]] std::vector<CFTypeRef> all() const { return {an_allocator, a_string, a_number, a_dictionary}; }
+  [[nodiscard]] std::vector<CFTypeRef> all() const {
+    return {an_allocator, a_string, a_number, a_dictionary, some_data, an_array, an_identifier};
+  }
 
   static Owned<CFAllocatorRef> create_allocator() {
     const CFAllocatorContext context{};
@@ -37,6 +39,9 @@ class Object : public PlatformTest {
   Owned<CFStringRef> a_string = string("text");
   Owned<CFNumberRef> a_number = number(4);  // the string's length: contents of another type must not be looked at
   Owned<CFMutableDictionaryRef> a_dictionary = dictionary();
+  Owned<CFDataRef> some_data = Owned(CFDataCreate(kCFAllocatorDefault, nullptr, 0));
+  Owned<CFMutableArrayRef> an_array = Owned(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+  Owned<CFUUIDRef> an_identifier = Owned(CFUUIDCreateFromUUIDBytes(kCFAllocatorDefault, CFUUIDBytes{}));
 };
 
 TEST_F(Object, is_owned_once_when_it_is_created) {

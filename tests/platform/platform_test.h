@@ -124,15 +124,21 @@ class PlatformTest : public ::testing::Test {
   // A death test starts the process anew: forking one with threads is not safe.
   PlatformTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
   ~PlatformTest() override {
-    EXPECT_EQ(counts(), counts_before_) << "allocators, strings, numbers, dictionaries, handles";
+    EXPECT_EQ(counts(), counts_before_)
+        << "allocators, strings, numbers, dictionaries, data, arrays, identifiers, handles";
   }
 
  private:
-  using Counts = std::array<std::int64_t, 5>;
+  using Counts = std::array<std::int64_t, 8>;
 
   static Counts counts() {
-    return {platform::live_objects(CFAllocatorGetTypeID()), platform::live_objects(CFStringGetTypeID()),
-            platform::live_objects(CFNumberGetTypeID()), platform::live_objects(CFDictionaryGetTypeID()),
+    return {platform::live_objects(CFAllocatorGetTypeID()),
+            platform::live_objects(CFStringGetTypeID()),
+            platform::live_objects(CFNumberGetTypeID()),
+            platform::live_objects(CFDictionaryGetTypeID()),
+            platform::live_objects(CFDataGetTypeID()),
+            platform::live_objects(CFArrayGetTypeID()),
+            platform::live_objects(CFUUIDGetTypeID()),
             static_cast<std::int64_t>(platform::held_registry_references())};
   }
 

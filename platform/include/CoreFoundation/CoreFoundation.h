@@ -4,9 +4,13 @@
 #define COREFOUNDATION_COREFOUNDATION_H
 
 #include "CoreFoundation/CFAllocator.h"
+#include "CoreFoundation/CFArray.h"
 #include "CoreFoundation/CFBase.h"
+#include "CoreFoundation/CFBoolean.h"
+#include "CoreFoundation/CFData.h"
 #include "CoreFoundation/CFDictionary.h"
 #include "CoreFoundation/CFNumber.h"
 #include "CoreFoundation/CFString.h"
+#include "CoreFoundation/CFUUID.h"
 
 #endif
