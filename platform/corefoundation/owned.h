@@ -29,6 +29,9 @@ class Owned {
 
   [[nodiscard]] Ref get() const { return object_; }
 
+  // Hands the reference to the caller.
+  [[nodiscard]] Ref release() { return std::exchange(object_, nullptr); }
+
  private:
   Ref object_ = nullptr;
 };

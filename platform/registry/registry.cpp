@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <algorithm>
 #include <array>
 #include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -11,6 +13,7 @@
 #include "IOKit/IOKitLib.h"
 #include "corefoundation/misuse.h"
 #include "corefoundation/owned.h"
+#include "corefoundation/utf8.h"
 #include "registry/registry_host.h"
 
 namespace hub::platform {
@@ -37,9 +40,14 @@ struct Handle {
   std::size_t references;
 };
 
-bool is_text(CFTypeRef value, std::string_view text) {
-  return CFGetTypeID(value) == CFStringGetTypeID() &&
-         text == CFStringGetCStringPtr(static_cast<CFStringRef>(value), kCFStringEncodingUTF8);
+// The whole text: one that goes on behind a zero byte is another.
+bool is_text(CFTypeRef value, const std::string& text) {
+  if (CFGetTypeID(value) != CFStringGetTypeID()) {
+    return false;
+  }
+  const auto string = static_cast<CFStringRef>(value);
+  return text == CFStringGetCStringPtr(string, kCFStringEncodingUTF8) &&
+         CFStringGetLength(string) == static_cast<CFIndex>(examine_utf8(text).utf16_length);
 }
 
 // What a matching dictionary can ask for.
@@ -59,7 +67,8 @@ class Criteria {
   explicit Criteria(CFDictionaryRef matching) {
     CFIndex known = 0;
     for (std::size_t row = 0; row < wanted_.size(); ++row) {
-      known += CFDictionaryGetValueIfPresent(matching, kMatchingKeys[row].key(), &wanted_[row]) ? 1 : 0;
+      is_wanted_[row] = CFDictionaryGetValueIfPresent(matching, kMatchingKeys[row].key(), &wanted_[row]);
+      known += is_wanted_[row] ? 1 : 0;
     }
     has_unknown_key_ = known < CFDictionaryGetCount(matching);
   }
@@ -69,7 +78,7 @@ class Criteria {
       return false;
     }
     for (std::size_t row = 0; row < wanted_.size(); ++row) {
-      if (wanted_[row] != nullptr && !kMatchingKeys[row].fits(entry, wanted_[row])) {
+      if (is_wanted_[row] && (wanted_[row] == nullptr || !kMatchingKeys[row].fits(entry, wanted_[row]))) {
         return false;
       }
     }
@@ -78,6 +87,7 @@ class Criteria {
 
  private:
   std::array<CFTypeRef, std::size(kMatchingKeys)> wanted_{};
+  std::array<bool, std::size(kMatchingKeys)> is_wanted_{};
   bool has_unknown_key_;
 };
 
@@ -118,6 +128,8 @@ class Registry {
     removed.swap(roots_);
     for (auto& [number, handle] : handles_) {
       properties.push_back(std::move(handle.entry->properties));
+      std::move(handle.entry->children.begin(), handle.entry->children.end(), std::back_inserter(removed));
+      handle.entry->children.clear();
     }
   }
 
@@ -220,20 +232,17 @@ std::size_t held_registry_references() { return registry().held_references(); }
 
 using hub::platform::registry;
 
-CFMutableDictionaryRef IOServiceMatching(const char* class_name) {
-  CFMutableDictionaryRef matching = CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                              &kCFTypeDictionaryValueCallBacks);
-  CFStringRef wanted = CFStringCreateWithCString(kCFAllocatorDefault, class_name, kCFStringEncodingUTF8);
-  const bool complete = matching != nullptr && wanted != nullptr;
-  if (complete) {
-    CFDictionarySetValue(matching, CFSTR(kIOProviderClassKey), wanted);
-  } else if (matching != nullptr) {
-    CFRelease(matching);
+CFMutableDictionaryRef IOServiceMatching(const char* class_name) try {
+  const hub::platform::Owned wanted(CFStringCreateWithCString(kCFAllocatorDefault, class_name, kCFStringEncodingUTF8));
+  hub::platform::Owned matching(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                          &kCFTypeDictionaryValueCallBacks));
+  if (wanted.get() == nullptr || matching.get() == nullptr) {
+    return nullptr;
   }
-  if (wanted != nullptr) {
-    CFRelease(wanted);
-  }
-  return complete ? matching : nullptr;
+  CFDictionarySetValue(matching.get(), CFSTR(kIOProviderClassKey), wanted.get());
+  return matching.release();
+} catch (const std::bad_alloc&) {
+  return nullptr;
 }
 
 io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) {

@@ -108,6 +108,14 @@ TEST_F(Service, handle_survives_clear_without_properties) {
   EXPECT_EQ(IOObjectRelease(sensor), kIOReturnSuccess);
 }
 
+TEST_F(Service, handle_that_survives_clear_holds_nothing_of_the_children) {
+  const auto properties = marked(2);
+  platform::add_registry_entry(add(kNoParent, "Bus", 1), "service", "Sensor", properties);
+  const auto bus = first("Bus");
+  platform::clear_registry();
+  EXPECT_EQ(CFGetRetainCount(properties), 1);
+}
+
 TEST_F(Service, cleared_services_are_not_found_and_their_handles_not_given_again) {
   add(kNoParent, "Sensor", 1);
   const auto old = first("Sensor");

@@ -38,6 +38,15 @@ TEST_F(Registry, finds_no_service_by_another_text_than_its_class) {
   }
 }
 
+TEST_F(Registry, finds_no_service_by_a_text_that_goes_on_behind_a_zero) {
+  add(kNoParent, "Sensor", 1);
+  const UInt8 longer[] = "Sensor\0s";
+  const Owned text(CFStringCreateWithBytes(kCFAllocatorDefault, longer, 8, kCFStringEncodingUTF8, false));
+  const HeldService found(
+      IOServiceGetMatchingService(kIOMasterPortDefault, matching(CFSTR(kIOProviderClassKey), text)));
+  EXPECT_EQ(found, IO_OBJECT_NULL);
+}
+
 TEST_F(Registry, a_service_comes_before_its_children) {
   const auto root = add(kNoParent, "Sensor", 1);
   add(root, "Sensor", 2);
@@ -73,6 +82,14 @@ TEST_F(Registry, a_later_tree_is_searched_when_the_first_ones_hold_nothing) {
   add(kNoParent, "Other", 2);
   add(add(kNoParent, "Bus", 3), "Sensor", 4);
   EXPECT_EQ(mark_of_first("Sensor"), 4);
+}
+
+TEST_F(Registry, class_that_is_asked_for_as_nothing_fits_nothing) {
+  add(kNoParent, "Sensor", 1);
+  const CFMutableDictionaryRef asked =
+      CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, nullptr);
+  CFDictionarySetValue(asked, CFSTR(kIOProviderClassKey), nullptr);
+  EXPECT_EQ(IOServiceGetMatchingService(kIOMasterPortDefault, asked), IO_OBJECT_NULL);
 }
 
 TEST_F(Registry, matching_dictionary_asks_for_the_class) {
