@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstring>
 #include <functional>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <string>
@@ -113,8 +114,9 @@ Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex buffer_size
 
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding) {
   constexpr CFIndex kUtf8BytesPerUnit = 3;  // a pair of surrogates takes four bytes, fewer than two single units
+  constexpr CFIndex kLargest = std::numeric_limits<CFIndex>::max();
   if (encoding == kCFStringEncodingUTF8) {
-    return length * kUtf8BytesPerUnit;
+    return length <= kLargest / kUtf8BytesPerUnit ? length * kUtf8BytesPerUnit : kLargest;
   }
   return can_hold(encoding, true) ? length : -1;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Texts: what may stand in them and how they are read.
 #include <cstring>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -171,6 +172,12 @@ TEST_F(String, maximum_size_is_enough_for_any_text_of_that_length) {
 TEST_F(String, maximum_size_in_single_bytes_is_the_length) {
   EXPECT_EQ(CFStringGetMaximumSizeForEncoding(7, kCFStringEncodingASCII), 7);
   EXPECT_EQ(CFStringGetMaximumSizeForEncoding(7, kCFStringEncodingMacRoman), 7);
+}
+
+TEST_F(String, maximum_size_is_held_at_the_largest_index) {
+  constexpr CFIndex kLargest = std::numeric_limits<CFIndex>::max();
+  EXPECT_EQ(CFStringGetMaximumSizeForEncoding(kLargest, kCFStringEncodingUTF8), kLargest);
+  EXPECT_EQ(CFStringGetMaximumSizeForEncoding(kLargest / 3, kCFStringEncodingUTF8), kLargest / 3 * 3);
 }
 
 TEST_F(String, maximum_size_of_an_unknown_encoding_is_minus_one) {
