@@ -40,7 +40,8 @@ bool arrays_equal(const Object& first, const Object& second) {
   const auto& left = static_cast<const __CFArray&>(first);
   const auto& right = static_cast<const __CFArray&>(second);
   const auto equal = left.callbacks.equal;
-  return std::equal(left.values.begin(), left.values.end(), right.values.begin(), right.values.end(),
+  return right.callbacks.equal == equal &&  // compared in another way, one side's values might be no objects
+         std::equal(left.values.begin(), left.values.end(), right.values.begin(), right.values.end(),
                     [equal](const void* value, const void* other) {
                       return value == other || (equal != nullptr && equal(value, other));
                     });

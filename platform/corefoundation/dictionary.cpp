@@ -87,10 +87,16 @@ bool same_value(const __CFDictionary& dictionary, const void* first, const void*
   return first == second || (equal != nullptr && equal(first, second));
 }
 
+// Keys and values that are compared in different ways are not comparable: one side's might be no objects.
+bool compare_alike(const __CFDictionary& left, const __CFDictionary& right) {
+  return left.key_callbacks.equal == right.key_callbacks.equal && left.key_callbacks.hash == right.key_callbacks.hash &&
+         left.value_callbacks.equal == right.value_callbacks.equal;
+}
+
 bool dictionaries_equal(const Object& first, const Object& second) {
   const auto& left = static_cast<const __CFDictionary&>(first);
   const auto& right = static_cast<const __CFDictionary&>(second);
-  return left.pairs.size() == right.pairs.size() &&
+  return compare_alike(left, right) && left.pairs.size() == right.pairs.size() &&
          std::all_of(left.pairs.begin(), left.pairs.end(), [&](const Pair& pair) {
            const Pair* other = right.find(pair.key);
            return other != nullptr && same_value(left, pair.value, other->value);

@@ -97,6 +97,15 @@ TEST_F(Array, equals_another_of_equal_values_in_the_same_order) {
   EXPECT_FALSE(CFEqual(of(1, 2), create()));
 }
 
+TEST_F(Array, of_pointers_never_equals_one_of_objects) {
+  const Owned pointers(CFArrayCreateMutable(kCFAllocatorDefault, 0, nullptr));
+  const auto objects = create();
+  CFArrayAppendValue(pointers, CFSTR("a"));
+  CFArrayAppendValue(objects, CFSTR("a"));
+  EXPECT_FALSE(CFEqual(pointers, objects));
+  EXPECT_FALSE(CFEqual(objects, pointers));
+}
+
 TEST_F(Array, own_callbacks_are_told_its_allocator) {
   static std::map<const void*, int> kept;
   static CFAllocatorRef told = nullptr;

@@ -153,6 +153,18 @@ TEST_F(DictionaryOwnership, without_callbacks_compares_pointers_alone) {
   EXPECT_FALSE(CFEqual(pointers, others));
 }
 
+TEST_F(DictionaryOwnership, differs_from_one_that_compares_otherwise) {
+  const auto pointers = of_pointers();
+  const auto integers = of_integers();
+  const auto objects = dictionary();
+  CFDictionarySetValue(pointers, &one, &one);
+  CFDictionarySetValue(integers, &one, &one);
+  CFDictionarySetValue(objects, CFSTR("one"), CFSTR("one"));
+  EXPECT_FALSE(CFEqual(pointers, integers));
+  EXPECT_FALSE(CFEqual(integers, pointers));
+  EXPECT_FALSE(CFEqual(pointers, objects));
+}
+
 TEST_F(DictionaryOwnership, without_callbacks_takes_null_as_key_and_value) {
   const auto pointers = of_pointers();
   CFDictionarySetValue(pointers, nullptr, &one);
