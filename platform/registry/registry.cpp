@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <iterator>
 #include <map>
 #include <memory>
@@ -30,6 +31,7 @@ struct Entry {
   std::string name;
   std::string class_name;
   OwnedDictionary properties;
+  std::weak_ptr<Entry> parent;
   std::vector<std::shared_ptr<Entry>> children;
 };
 
@@ -50,6 +52,13 @@ bool is_text(CFTypeRef value, const std::string& text) {
          CFStringGetLength(string) == static_cast<CFIndex>(examine_utf8(text).utf16_length);
 }
 
+bool is_number(CFTypeRef value, std::uint64_t number) {
+  std::int64_t wanted = 0;
+  return CFGetTypeID(value) == CFNumberGetTypeID() &&
+         CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &wanted) &&
+         static_cast<std::uint64_t>(wanted) == number;
+}
+
 // What a matching dictionary can ask for.
 struct MatchingKey {
   CFStringRef (*key)();
@@ -59,6 +68,10 @@ struct MatchingKey {
 constexpr MatchingKey kMatchingKeys[] = {
     {[] { return CFSTR(kIOProviderClassKey); },
      [](const Entry& entry, CFTypeRef wanted) { return is_text(wanted, entry.class_name); }},
+    {[] { return CFSTR(kIONameMatchKey); },
+     [](const Entry& entry, CFTypeRef wanted) { return is_text(wanted, entry.name); }},
+    {[] { return CFSTR(kIORegistryEntryIDKey); },
+     [](const Entry& entry, CFTypeRef wanted) { return is_number(wanted, entry.id); }},
 };
 
 // What one dictionary asks for, looked up once for the whole search.
@@ -108,11 +121,25 @@ EntryPointer first_in_tree(const std::vector<EntryPointer>& entries, const Test&
 class Registry {
  public:
   RegistryEntryId add(RegistryEntryId parent, const std::string& name, const std::string& class_name,
-                      CFDictionaryRef properties) {
+                      CFDictionaryRef properties, RegistryEntryId wanted_id) {
+    if (name.size() >= sizeof(io_name_t)) {
+      misuse("add_registry_entry", "a name longer than 127 bytes");
+    }
     const std::lock_guard lock(mutex_);
-    auto entry = std::make_shared<Entry>(Entry{next_id_, name, class_name, retained(properties), {}});
-    (parent == kNoParent ? roots_ : known(parent, "add_registry_entry")->children).push_back(std::move(entry));
-    return next_id_++;
+    if (wanted_id != kAssignedId && by_id_.contains(wanted_id)) {
+      misuse("add_registry_entry", "an id that an entry has already");
+    }
+    const RegistryEntryId id = wanted_id != kAssignedId ? wanted_id : unused_id();
+    auto entry = std::make_shared<Entry>(Entry{id, name, class_name, retained(properties), {}, {}});
+    if (parent == kNoParent) {
+      roots_.push_back(entry);
+    } else {
+      const EntryPointer& above = known(parent, "add_registry_entry");
+      entry->parent = above;
+      above->children.push_back(entry);
+    }
+    by_id_.emplace(id, std::move(entry));
+    return id;
   }
 
   void set_properties(RegistryEntryId id, CFDictionaryRef properties) {
@@ -122,9 +149,11 @@ class Registry {
   }
 
   void clear() {
-    std::vector<EntryPointer> removed;  // what goes is released when the lock is gone
+    std::map<RegistryEntryId, EntryPointer> removed_ids;  // what goes is released when the lock is gone
+    std::vector<EntryPointer> removed;
     std::vector<OwnedDictionary> properties;
     const std::lock_guard lock(mutex_);
+    removed_ids.swap(by_id_);
     removed.swap(roots_);
     for (auto& [number, handle] : handles_) {
       properties.push_back(std::move(handle.entry->properties));
@@ -159,6 +188,33 @@ class Registry {
     return value != nullptr ? CFRetain(value) : nullptr;
   }
 
+  kern_return_t copy_name(io_registry_entry_t number, char* name) {
+    const std::lock_guard lock(mutex_);
+    const auto handle = handles_.find(number);
+    if (handle == handles_.end()) {
+      return kIOReturnBadArgument;
+    }
+    std::memcpy(name, handle->second.entry->name.c_str(), handle->second.entry->name.size() + 1);
+    return kIOReturnSuccess;
+  }
+
+  // Hands out the entry that `next` finds from the one behind a handle.
+  template <typename Next>
+  kern_return_t walk(io_registry_entry_t number, const char* plane, io_registry_entry_t* found, const Next& next) {
+    *found = IO_OBJECT_NULL;
+    const std::lock_guard lock(mutex_);
+    const auto handle = handles_.find(number);
+    if (handle == handles_.end() || std::string_view(plane) != kIOServicePlane) {
+      return kIOReturnBadArgument;
+    }
+    const EntryPointer entry = next(*handle->second.entry);
+    if (entry == nullptr) {
+      return kIOReturnNoDevice;
+    }
+    *found = hand_out(entry);
+    return kIOReturnSuccess;
+  }
+
   kern_return_t retain(io_object_t number) {
     const std::lock_guard lock(mutex_);
     const auto handle = handles_.find(number);
@@ -182,12 +238,19 @@ class Registry {
   }
 
  private:
-  EntryPointer known(RegistryEntryId id, const char* function) {
-    EntryPointer entry = first_in_tree(roots_, [id](const Entry& candidate) { return candidate.id == id; });
-    if (entry == nullptr) {
+  const EntryPointer& known(RegistryEntryId id, const char* function) {
+    const auto entry = by_id_.find(id);
+    if (entry == by_id_.end()) {
       misuse(function, "no such entry");
     }
-    return entry;
+    return entry->second;
+  }
+
+  RegistryEntryId unused_id() {
+    while (by_id_.contains(next_id_)) {
+      ++next_id_;
+    }
+    return next_id_++;
   }
 
   io_object_t hand_out(const EntryPointer& entry) {
@@ -203,6 +266,7 @@ class Registry {
 
   std::mutex mutex_;
   std::vector<EntryPointer> roots_;
+  std::map<RegistryEntryId, EntryPointer> by_id_;
   std::map<io_object_t, Handle> handles_;
   RegistryEntryId next_id_ = 1;
   io_object_t next_handle_ = 1;
@@ -216,8 +280,8 @@ Registry& registry() {
 }  // namespace
 
 RegistryEntryId add_registry_entry(RegistryEntryId parent, const std::string& name, const std::string& class_name,
-                                   CFDictionaryRef properties) {
-  return registry().add(parent, name, class_name, properties);
+                                   CFDictionaryRef properties, RegistryEntryId id) {
+  return registry().add(parent, name, class_name, properties, id);
 }
 
 void set_registry_properties(RegistryEntryId entry, CFDictionaryRef properties) {
@@ -232,17 +296,39 @@ std::size_t held_registry_references() { return registry().held_references(); }
 
 using hub::platform::registry;
 
-CFMutableDictionaryRef IOServiceMatching(const char* class_name) try {
-  const hub::platform::Owned wanted(CFStringCreateWithCString(kCFAllocatorDefault, class_name, kCFStringEncodingUTF8));
+namespace {
+
+// A matching dictionary of one pair; takes the value over. NULL when there is no memory for either.
+CFMutableDictionaryRef matching_with(CFStringRef key, CFTypeRef value) try {
+  const hub::platform::Owned wanted(value);
   hub::platform::Owned matching(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
                                                           &kCFTypeDictionaryValueCallBacks));
   if (wanted.get() == nullptr || matching.get() == nullptr) {
     return nullptr;
   }
-  CFDictionarySetValue(matching.get(), CFSTR(kIOProviderClassKey), wanted.get());
+  CFDictionarySetValue(matching.get(), key, wanted.get());
   return matching.release();
 } catch (const std::bad_alloc&) {
   return nullptr;
+}
+
+CFStringRef create_text(const char* text) {
+  return CFStringCreateWithCString(kCFAllocatorDefault, text, kCFStringEncodingUTF8);
+}
+
+}  // namespace
+
+CFMutableDictionaryRef IOServiceMatching(const char* class_name) {
+  return matching_with(CFSTR(kIOProviderClassKey), create_text(class_name));
+}
+
+CFMutableDictionaryRef IOServiceNameMatching(const char* name) {
+  return matching_with(CFSTR(kIONameMatchKey), create_text(name));
+}
+
+CFMutableDictionaryRef IORegistryEntryIDMatching(uint64_t registry_id) {
+  const auto number = static_cast<std::int64_t>(registry_id);
+  return matching_with(CFSTR(kIORegistryEntryIDKey), CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &number));
 }
 
 io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) {
@@ -252,6 +338,20 @@ io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) 
 
 CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef, IOOptionBits) {
   return registry().copy_property(entry, key);
+}
+
+kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t entry, const char* plane, io_registry_entry_t* parent) {
+  return registry().walk(entry, plane, parent, [](const hub::platform::Entry& from) { return from.parent.lock(); });
+}
+
+kern_return_t IORegistryEntryGetChildEntry(io_registry_entry_t entry, const char* plane, io_registry_entry_t* child) {
+  return registry().walk(entry, plane, child, [](const hub::platform::Entry& from) {
+    return from.children.empty() ? nullptr : from.children.front();
+  });
+}
+
+kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name) {
+  return registry().copy_name(entry, name);
 }
 
 kern_return_t IOObjectRetain(io_object_t object) { return registry().retain(object); }

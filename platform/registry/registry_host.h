@@ -11,16 +11,21 @@
 
 namespace hub::platform {
 
-// Names an entry to the host, for as long as the registry holds it. Not a handle: holding one counts nothing.
+// An entry's registry id: names it to the host as to everybody, for as long as the registry holds it. Not a handle:
+// holding one counts nothing.
 using RegistryEntryId = std::uint64_t;
 
 // In place of a parent: the entry becomes a root.
 inline constexpr RegistryEntryId kNoParent = 0;
 
-// Adds an entry behind its parent's other children, or behind the other roots. `properties` may be NULL. An unknown
-// parent is a misuse.
+// In place of an id: the registry assigns one that no entry has.
+inline constexpr RegistryEntryId kAssignedId = 0;
+
+// Adds an entry behind its parent's other children, or behind the other roots, and returns its id. `properties` may be
+// NULL. An unknown parent, an id that an entry has already, and a name longer than 127 bytes are misuses.
 PLATFORM_EXPORT RegistryEntryId add_registry_entry(RegistryEntryId parent, const std::string& name,
-                                                   const std::string& class_name, CFDictionaryRef properties);
+                                                   const std::string& class_name, CFDictionaryRef properties,
+                                                   RegistryEntryId id = kAssignedId);
 
 // Gives an entry other properties from now on: the next reader sees them whole. Values that were read before stay
 // valid. NULL: none. An unknown entry is a misuse.

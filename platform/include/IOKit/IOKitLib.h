@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /*
- * The registry of the machine's services: finding one and reading its properties [any thread].
+ * The registry of the machine's services: a tree of entries with ids, names, classes and properties. Finding one,
+ * walking from it, reading what it says [any thread].
  *
  * Handles. A service is named by a handle. Each call that gives one counts a reference, which the caller gives back
  * with IOObjectRelease; one service has the same handle in all of them while any reference is held.
@@ -22,10 +23,21 @@ typedef UInt32 IOOptionBits;
 #define kIOMasterPortDefault ((mach_port_t)0)
 #define IO_OBJECT_NULL ((io_object_t)0)
 
-#define kIOProviderClassKey "IOProviderClass"
+#define kIOServicePlane "IOService" /* the one plane of this platform's tree */
 
-/* A new matching dictionary for the services of this class (by equality). NULL when there is no memory. */
+#define kIOProviderClassKey "IOProviderClass"
+#define kIONameMatchKey "IONameMatch"
+#define kIORegistryEntryIDKey "IORegistryEntryID"
+
+typedef char io_name_t[128]; /* zero-terminated */
+
+/*
+ * A new matching dictionary for the services of this class, of this name, or for the one with this registry id; all by
+ * equality. NULL when there is no memory.
+ */
 PLATFORM_EXPORT CFMutableDictionaryRef IOServiceMatching(const char* class_name);
+PLATFORM_EXPORT CFMutableDictionaryRef IOServiceNameMatching(const char* name);
+PLATFORM_EXPORT CFMutableDictionaryRef IORegistryEntryIDMatching(uint64_t registry_id);
 
 /*
  * The first service, in the order of the registry's tree (a service before its children, children before the next
@@ -37,6 +49,19 @@ PLATFORM_EXPORT io_service_t IOServiceGetMatchingService(mach_port_t main_port, 
 /* A property of a service as it is now; the caller owns it. NULL when there is none, or no such service. */
 PLATFORM_EXPORT CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key,
                                                           CFAllocatorRef allocator, IOOptionBits options);
+
+/*
+ * The entry above, or the first one below. kIOReturnNoDevice when there is none (above a root, below a leaf);
+ * kIOReturnBadArgument when the handle is not held or the plane is not kIOServicePlane. The handle out is
+ * IO_OBJECT_NULL then.
+ */
+PLATFORM_EXPORT kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t entry, const char* plane,
+                                                            io_registry_entry_t* parent);
+PLATFORM_EXPORT kern_return_t IORegistryEntryGetChildEntry(io_registry_entry_t entry, const char* plane,
+                                                           io_registry_entry_t* child);
+
+/* Copies an entry's name. kIOReturnBadArgument when the handle is not held; the name is left alone then. */
+PLATFORM_EXPORT kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name);
 
 /* One more reference to a handle, or one less. kIOReturnBadArgument when the handle is not held. */
 PLATFORM_EXPORT kern_return_t IOObjectRetain(io_object_t object);

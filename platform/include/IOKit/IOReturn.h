@@ -9,6 +9,7 @@ typedef int32_t kern_return_t;
 typedef kern_return_t IOReturn;
 
 #define kIOReturnSuccess ((IOReturn)0)
+#define kIOReturnNoDevice ((IOReturn)0xE00002C0)    /* there is no such entry */
 #define kIOReturnBadArgument ((IOReturn)0xE00002C2) /* no such handle, or one that is not held */
 
 #endif
