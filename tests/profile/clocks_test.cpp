@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // The two times of a line that come from outside the report.
+#include <algorithm>
 #include <array>
 #include <clocale>
 #include <cstdlib>
 #include <ctime>
+#include <iterator>
 #include <thread>
 
 #include "CoreFoundation/CoreFoundation.h"
@@ -211,28 +213,35 @@ TEST_F(Clocks, without_service_the_text_is_left_alone) {
   EXPECT_EQ(text, "as it was");
 }
 
-TEST_F(Clocks, nothing_is_held_after_a_look_up) {
-  add_time_sync(0, kNov16);
-  const auto dictionaries = platform::live_objects(CFDictionaryGetTypeID());
-  const auto numbers = platform::live_objects(CFNumberGetTypeID());
-  const auto strings = platform::live_objects(CFStringGetTypeID());
-  line(report(8, 0, 0, 0));
-  EXPECT_EQ(platform::live_objects(CFDictionaryGetTypeID()), dictionaries);
-  EXPECT_EQ(platform::live_objects(CFNumberGetTypeID()), numbers);
-  EXPECT_EQ(platform::live_objects(CFStringGetTypeID()), strings);
+// Decodes with what `fill_registry` adds, clears the registry, and counts what is left over.
+template <typename Fill>
+void expect_nothing_held_after_decoding(const Fill& fill_registry) {
+  const CFTypeID types[] = {CFDictionaryGetTypeID(), CFNumberGetTypeID(), CFStringGetTypeID()};
+  std::array<std::int64_t, std::size(types)> before{};
+  std::transform(std::begin(types), std::end(types), before.begin(), platform::live_objects);
+  fill_registry();
+  NEBLogDecoder::to_string(report(8, 0, 0, 0));
+  platform::clear_registry();
+  for (std::size_t type = 0; type < std::size(types); ++type) {
+    EXPECT_EQ(platform::live_objects(types[type]), before[type]) << "type " << types[type];
+  }
   EXPECT_EQ(platform::held_registry_references(), 0U);
 }
 
-TEST_F(Clocks, nothing_is_held_when_the_property_is_missing_or_wrong) {
-  const auto before = platform::live_objects(CFDictionaryGetTypeID());
-  add_service("VantuHUBTimesync", make_dictionary());
-  wall_time(0);
-  platform::clear_registry();
-  add_service("VantuHUBTimesync", properties_with(make_number(1)));
-  wall_time(0);
-  platform::clear_registry();
-  EXPECT_EQ(platform::live_objects(CFDictionaryGetTypeID()), before);
-  EXPECT_EQ(platform::held_registry_references(), 0U);
+TEST_F(Clocks, nothing_is_held_after_a_look_up) {
+  expect_nothing_held_after_decoding([] { add_time_sync(0, kNov16); });
+}
+
+TEST_F(Clocks, nothing_is_held_when_there_is_no_service) {
+  expect_nothing_held_after_decoding([] {});
+}
+
+TEST_F(Clocks, nothing_is_held_when_the_property_is_missing) {
+  expect_nothing_held_after_decoding([] { add_service("VantuHUBTimesync", make_dictionary()); });
+}
+
+TEST_F(Clocks, nothing_is_held_when_the_property_is_no_dictionary) {
+  expect_nothing_held_after_decoding([] { add_service("VantuHUBTimesync", properties_with(make_number(1))); });
 }
 
 TEST_F(Clocks, boot_time_is_in_microseconds) {
