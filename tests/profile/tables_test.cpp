@@ -54,35 +54,36 @@ std::vector<NamedTable> all_name_tables() {
   };
 }
 
-struct CountedLayout {
+struct NamedLayout {
   const Layout* layout;
+  const char* name;
   std::size_t row_count;
 };
 
-std::vector<CountedLayout> all_layouts() {
+std::vector<NamedLayout> all_layouts() {
   return {
-      {&kLongData, 5},
-      {&kShortData, 5},
-      {&kEvent, 12},
-      {&kTrigger, 3},
-      {&kFunction, 6},
-      {&kSensorInfo, 8},
-      {&kExtFunction, 5},
-      {&kAnnotation, 5},
-      {&kDecimationInfo, 5},
-      {&cumulus::kDataIn, 9},
-      {&cumulus::kDataOut, 9},
-      {&sshb::kTrace, 6},
-      {&sshb::kStatusEvent, 8},
-      {&sshb::kContext3, 16},
-      {&sshb::kContext4, 29},
-      {&sshb::kContext5, 14},
-      {&sshb::kContext7, 26},
-      {&haptics::kTrace, 6},
-      {&haptics::kAmpState, 3},
-      {&haptics::kPlayRequest, 4},
-      {&wake::kRequest, 2},
-      {&wake::kWakeEvent, 2},
+      {&kLongData, "long-data", 5},
+      {&kShortData, "short-data", 5},
+      {&kEvent, "event", 12},
+      {&kTrigger, "trigger", 3},
+      {&kFunction, "function", 6},
+      {&kSensorInfo, "sensorinfo", 8},
+      {&kExtFunction, "extfunction", 5},
+      {&kAnnotation, "annotation", 5},
+      {&kDecimationInfo, "decimationinfo", 5},
+      {&cumulus::kDataIn, "cumulus-data-in", 9},
+      {&cumulus::kDataOut, "cumulus-data-out", 9},
+      {&sshb::kTrace, "sshb-trace", 6},
+      {&sshb::kStatusEvent, "sshb-status-event", 8},
+      {&sshb::kContext3, "sshb-context-3", 16},
+      {&sshb::kContext4, "sshb-context-4", 29},
+      {&sshb::kContext5, "sshb-context-5", 14},
+      {&sshb::kContext7, "sshb-context-7", 26},
+      {&haptics::kTrace, "haptics-trace", 6},
+      {&haptics::kAmpState, "haptics-amp-state", 3},
+      {&haptics::kPlayRequest, "haptics-play-request", 4},
+      {&wake::kRequest, "wake-request", 2},
+      {&wake::kWakeEvent, "wake-event", 2},
   };
 }
 
@@ -150,13 +151,13 @@ TEST(NameTables, button_subtypes_keep_their_gaps) {
 }
 
 TEST(Layouts, have_their_row_counts) {
-  for (const auto& [layout, row_count] : all_layouts()) {
+  for (const auto& [layout, name, row_count] : all_layouts()) {
     EXPECT_EQ(layout->fields.size(), row_count) << layout->name;
   }
 }
 
 TEST(Layouts, rows_lie_inside_the_payload) {
-  for (const auto& [layout, row_count] : all_layouts()) {
+  for (const auto& [layout, name, row_count] : all_layouts()) {
     for (const Field& field : layout->fields) {
       EXPECT_LE(field.at + field.kind.width_bytes, kPayloadSize) << layout->name << ": " << field.key;
     }
@@ -164,7 +165,7 @@ TEST(Layouts, rows_lie_inside_the_payload) {
 }
 
 TEST(Layouts, keys_are_unique_in_a_layout) {
-  for (const auto& [layout, row_count] : all_layouts()) {
+  for (const auto& [layout, name, row_count] : all_layouts()) {
     std::set<std::string_view> keys;
     for (const Field& field : layout->fields) {
       EXPECT_TRUE(keys.insert(field.key).second) << layout->name << ": " << field.key;
@@ -172,15 +173,16 @@ TEST(Layouts, keys_are_unique_in_a_layout) {
   }
 }
 
-TEST(Layouts, names_are_unique) {
+TEST(Layouts, have_their_names_each_its_own) {
   std::set<std::string_view> names;
-  for (const auto& [layout, row_count] : all_layouts()) {
+  for (const auto& [layout, name, row_count] : all_layouts()) {
+    EXPECT_EQ(layout->name, name);
     EXPECT_TRUE(names.insert(layout->name).second) << layout->name;
   }
 }
 
 TEST(Layouts, widths_suit_their_forms) {
-  for (const auto& [layout, row_count] : all_layouts()) {
+  for (const auto& [layout, name, row_count] : all_layouts()) {
     for (const Field& field : layout->fields) {
       const unsigned width_bytes = field.kind.width_bytes;
       switch (field.kind.form) {
@@ -205,7 +207,7 @@ TEST(Layouts, widths_suit_their_forms) {
 }
 
 TEST(Layouts, only_lists_of_bytes_are_cut) {
-  for (const auto& [layout, row_count] : all_layouts()) {
+  for (const auto& [layout, name, row_count] : all_layouts()) {
     for (const Field& field : layout->fields) {
       EXPECT_TRUE(field.used_bytes == nullptr || field.kind.form == Form::kBytes) << layout->name << ": " << field.key;
     }
@@ -213,7 +215,7 @@ TEST(Layouts, only_lists_of_bytes_are_cut) {
 }
 
 TEST(Layouts, context_values_have_no_column_and_numbers_elsewhere_ten) {
-  for (const auto& [layout, row_count] : all_layouts()) {
+  for (const auto& [layout, name, row_count] : all_layouts()) {
     for (const Field& field : layout->fields) {
       if (field.kind.form == Form::kUnsigned) {
         EXPECT_EQ(field.column, layout->name.starts_with("sshb-context") ? 0 : 10) << layout->name << ": " << field.key;
@@ -226,7 +228,7 @@ TEST(Layouts, context_values_have_no_column_and_numbers_elsewhere_ten) {
 // text.
 TEST(Layouts, fields_do_not_overlap_but_where_bytes_are_shown_twice) {
   const std::set<std::string_view> twice = {"event", "trigger", "annotation", "cumulus-data-in", "cumulus-data-out"};
-  for (const auto& [layout, row_count] : all_layouts()) {
+  for (const auto& [layout, name, row_count] : all_layouts()) {
     std::vector<int> shown(kPayloadSize);
     for (const Field& field : layout->fields) {
       for (std::size_t at = field.at; at < field.at + std::size_t{field.kind.width_bytes}; ++at) {
