@@ -195,14 +195,13 @@ TEST_F(ReportReaderTest, reports_across_the_ends_of_blocks_are_handed_out_whole)
   const std::string bytes = capture(5000) + "left over";
   PieceWisePipe pipe;
   // Pieces that no number of reports and no block is a multiple of.
-  std::thread writer([&] {
+  std::jthread writer([&] {
     pipe.write_in_pieces(bytes, 4093);
     pipe.end();
   });
   ReportReader reader(pipe.reader());
   EXPECT_TRUE(read_to_end(reader) == bytes.substr(0, 5000 * kReportSize));
   EXPECT_EQ(reader.left_over_bytes(), 9U);
-  writer.join();
 }
 
 TEST_F(ReportReaderTest, end_that_was_reached_stays_reached) {
@@ -226,13 +225,12 @@ TEST_F(ReportReaderTest, file_is_read_from_where_it_stands) {
 TEST_F(ReportReaderTest, input_that_does_not_block_is_waited_for) {
   PieceWisePipe pipe;
   fcntl(pipe.reader(), F_SETFL, fcntl(pipe.reader(), F_GETFL) | O_NONBLOCK);
-  std::thread writer([&] {
+  std::jthread writer([&] {
     pipe.write_in_pieces(capture(100), 30);
     pipe.end();
   });
   ReportReader reader(pipe.reader());
   EXPECT_EQ(read_to_end(reader), capture(100));
-  writer.join();
 }
 
 TEST_F(ReportReaderTest, descriptor_that_cannot_be_read_fails_with_the_reason) {

@@ -327,7 +327,8 @@ class LivePipe(CommandTest):
 class Memory(CommandTest):
     patience_seconds = 600  # sanitizers are slow
 
-    # Blocks and lines take 64 KiB and 1 MiB. Sanitizers add shadow memory, and what they keep of freed memory.
+    # Blocks and lines take 64 KiB and 1 MiB. Sanitizers add shadow memory, and what
+    # they keep of freed memory.
     LIMIT_BYTES = (16 if SANITIZERS else 4) * MEBIBYTE
     KEEP_LITTLE = {"ASAN_OPTIONS": os.environ.get("ASAN_OPTIONS", "") + ":quarantine_size_mb=1"}
 
@@ -474,17 +475,33 @@ class StandardStreams(CommandTest):
         self.assertEqual((1, b"", ""), result)
         self.assertEqual((records(1), lines(1)), (self.content("a.bin"), self.content("lines")))
 
+    def test_reader_of_the_messages_that_is_gone_ends_nothing(self):
+        reader, writer = os.pipe()
+        os.close(reader)
+        result = self.decode("missing", "-o", "lines", self.file("a.bin", records(1)),
+                             stderr=writer)
+        os.close(writer)
+        self.assertEqual((1, b"", ""), result)
+        self.assertEqual((["a.bin", "lines"], lines(1)), (self.names(), self.content("lines")))
+
     def test_input_that_does_not_block_is_waited_for(self):
         source, pipe = os.pipe()
         os.set_blocking(source, False)
-        # The line of the file tells that standard input is next, and that is still empty.
-        process = self.start_decoding(self.file("a.bin", records(1)), "-", stdin=source)
+        process = self.start_decoding(stdin=source)
         os.close(source)
         with open(pipe, "wb", buffering=0) as pipe:
             for number in (1, 2, 3):
+                self.wait_until_idle(process)
+                pipe.write(records(number))
                 self.assertEqual(lines(number), process.stdout.readline())
-                pipe.write(records(number + 1))
-        self.assert_decoded(self.finish(process), lines(4))
+        self.assert_decoded(self.finish(process), b"")
+
+    def wait_until_idle(self, process):
+        """Until the platform says that the command waits for something, or is gone."""
+        state = re.compile(r"\) ([A-Z]) ")
+        stat = pathlib.Path(f"/proc/{process.pid}/stat")
+        while state.search(stat.read_text(encoding="ascii")).group(1) not in "SZ":
+            pass
 
     def test_output_that_does_not_block_is_waited_for(self):
         source, sink = os.pipe()
