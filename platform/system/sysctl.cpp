@@ -60,7 +60,8 @@ std::time_t boot_second_of_clocks() {
 
 std::time_t boot_second() {
   const int error_before = errno;  // a query that succeeds leaves errno alone, whatever it took to answer it
-  const std::time_t seconds = boot_second_of_kernel().value_or(boot_second_of_clocks());
+  const std::optional<std::time_t> told = boot_second_of_kernel();
+  const std::time_t seconds = told ? *told : boot_second_of_clocks();
   errno = error_before;
   return seconds;
 }
