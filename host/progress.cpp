@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/progress.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,15 +26,23 @@ bool is_enabled(ProgressWhen when, bool is_file) {
   return false;
 }
 
+// How much fits into a line of the terminal; of anything else, all.
+std::size_t line_length() {
+  winsize size{};
+  const bool is_known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1;
+  return is_known ? size.ws_col - 1U : std::string::npos;
+}
+
 std::string state_text(std::uint64_t done_bytes, std::uint64_t records, std::optional<std::uint64_t> size_bytes) {
   char text[128];
   const double done_mib = static_cast<double>(done_bytes) / kBytesPerMebibyte;
   const auto record_count = static_cast<unsigned long long>(records);
+  const char* noun = records == 1 ? "record" : "records";
   if (size_bytes.value_or(0) == 0) {
-    std::snprintf(text, sizeof text, "%llu records, %.1f MiB", record_count, done_mib);
+    std::snprintf(text, sizeof text, "%llu %s, %.1f MiB", record_count, noun, done_mib);
   } else {
     const double share = std::min(1.0, static_cast<double>(done_bytes) / static_cast<double>(*size_bytes));
-    std::snprintf(text, sizeof text, "%3.0f %%, %llu records, %.1f of %.1f MiB", share * 100, record_count, done_mib,
+    std::snprintf(text, sizeof text, "%3.0f %%, %llu %s, %.1f of %.1f MiB", share * 100, record_count, noun, done_mib,
                   static_cast<double>(*size_bytes) / kBytesPerMebibyte);
   }
   return text;
@@ -74,7 +83,8 @@ void Progress::show(std::uint64_t done_bytes, std::uint64_t records) {
 }
 
 void Progress::draw() {
-  const std::string text = input_name_ + ": " + state_text(done_bytes_, records_, size_bytes_);
+  std::string text = input_name_ + ": " + state_text(done_bytes_, records_, size_bytes_);
+  text.resize(std::min(text.size(), line_length()));
   std::fputs(text.c_str(), stderr);
   drawn_length_ = text.size();
 }
