@@ -349,6 +349,13 @@ class Options(CommandTest):
                 self.assertIn(words, result.messages)
             self.assertEqual(["a.bin"], self.names())
 
+    def test_number_with_a_minus_is_an_option_that_does_not_exist(self):
+        self.assert_refused("-1", "-o", "lines", tells=["-1"])
+
+    def test_number_with_a_minus_behind_two_dashes_is_a_file(self):
+        self.file("-1", records(1))
+        self.assert_decoded(self.decode("--", "-1"), lines(1))
+
     def test_unknown_option_is_refused(self):
         for option in ("--bogus", "-x", "--time", "--outputs", "--no-progress"):
             self.assert_refused(option, "-o", "lines", tells=[option])

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <iostream>
@@ -88,12 +89,26 @@ std::vector<std::string> reversed_words(int count, char** words) {
   return reversed;
 }
 
+// CLI11 takes a word such as -1 for a FILE. It is one only behind "--".
+void refuse_options_among(const std::vector<std::string>& inputs, const std::vector<std::string>& words) {
+  if (std::find(words.begin(), words.end(), "--") != words.end()) {
+    return;
+  }
+  for (const std::string& input : inputs) {
+    if (input.starts_with('-') && input != "-") {
+      throw CLI::ExtrasError({input});
+    }
+  }
+}
+
 int run(int count, char** words) {
   CLI::App app("Decodes profile reports: raw 48-byte records, one line of text each.", "hubprofile");
   Arguments arguments;
   describe(app, arguments);
   try {
-    app.parse(reversed_words(count, words));
+    const std::vector<std::string> reversed = reversed_words(count, words);
+    app.parse(std::vector(reversed));
+    refuse_options_among(arguments.decode.inputs, reversed);
   } catch (const CLI::Success& request) {  // --help, --version
     return app.exit(request);
   } catch (const CLI::ParseError& error) {
