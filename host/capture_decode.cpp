@@ -80,8 +80,12 @@ class CaptureDecode {
     }
   }
 
-  // Tells what was left out, and gives the exit status.
+  // Makes the output appear, tells what was left out, and gives the exit status. An input that the output would replace
+  // stays: nothing else has what is in it.
   int finish() {
+    if (!an_input_is_the_output_) {
+      output_.complete();
+    }
     if (records_without_line_ > 0) {
       messages_ << kTool << records_without_line_ << (records_without_line_ == 1 ? " record has" : " records have")
                 << " no line: the text in it is not valid UTF-8\n";
@@ -91,8 +95,9 @@ class CaptureDecode {
 
  private:
   void decode_input(const Input& input) {
-    if (is_output(input)) {
+    if (S_ISREG(input.status.st_mode) && output_.concerns(input.status)) {
       tell_input_error(input.name, "this file is the output as well");
+      an_input_is_the_output_ = true;
       return;
     }
     ReportReader reader(input.descriptor);
@@ -109,13 +114,6 @@ class CaptureDecode {
     if (reader.left_over_bytes() > 0) {
       tell_input_error(input.name, left_over_text(reader));
     }
-  }
-
-  // Reading what is being written would never end.
-  bool is_output(const Input& input) const {
-    struct stat output {};
-    return S_ISREG(input.status.st_mode) && fstat(output_.descriptor(), &output) == 0 &&
-           output.st_dev == input.status.st_dev && output.st_ino == input.status.st_ino;
   }
 
   void write_text() {
@@ -137,6 +135,7 @@ class CaptureDecode {
   std::string text_;  // reused from block to block
   std::uint64_t records_without_line_ = 0;
   bool an_input_failed_ = false;
+  bool an_input_is_the_output_ = false;
 };
 
 int decode_into(OutputFile& output, const CaptureDecodeOptions& options, std::ostream& messages) {
@@ -147,7 +146,6 @@ int decode_into(OutputFile& output, const CaptureDecodeOptions& options, std::os
   for (const std::string& input : options.inputs) {
     run.decode(input);
   }
-  output.complete();
   return run.finish();
 }
 

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cassert>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -31,6 +32,7 @@ extern "C" void remove_unfinished(int signal_number) {
 // ignore stays ignored.
 void remove_at_signals(const std::filesystem::path& path) {
   const std::string& name = path.native();
+  assert(path_to_remove[0] == '\0');
   if (name.size() >= path_to_remove.size()) {
     throw std::system_error(ENAMETOOLONG, std::generic_category(), "open");
   }
@@ -41,6 +43,25 @@ void remove_at_signals(const std::filesystem::path& path) {
     }
   }
 }
+
+// Keeps the signals that end the process away for as long as it lives: they come afterwards.
+class EndingSignalsLater {
+ public:
+  EndingSignalsLater() {
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (const int signal_number : kEndingSignals) {
+      sigaddset(&ending, signal_number);
+    }
+    pthread_sigmask(SIG_BLOCK, &ending, &before_);
+  }
+  EndingSignalsLater(const EndingSignalsLater&) = delete;
+  EndingSignalsLater& operator=(const EndingSignalsLater&) = delete;
+  ~EndingSignalsLater() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_{};
+};
 
 void forget_at_signals() {
   for (const int signal_number : kEndingSignals) {
@@ -93,6 +114,9 @@ OutputFile::OutputFile(const std::string& path) : descriptor_(-1) {
   if (exists && access(path.c_str(), W_OK) != 0) {
     throw_errno("open");
   }
+  if (exists) {
+    replaced_ = existing;
+  }
   open_beside(exists ? std::filesystem::canonical(path) : file_to_make(path));
   constexpr mode_t kPermissionBits = 07777;
   if (fchmod(descriptor_, exists ? existing.st_mode & kPermissionBits : usual_permissions()) != 0) {
@@ -102,6 +126,7 @@ OutputFile::OutputFile(const std::string& path) : descriptor_(-1) {
 
 void OutputFile::open_beside(const std::filesystem::path& path) {
   std::string unfinished = (path.parent_path() / ".unfinished.XXXXXX").string();
+  const EndingSignalsLater until_it_would_be_removed;
   owned_ = Descriptor(mkostemp(unfinished.data(), O_CLOEXEC));
   descriptor_ = owned_.number();
   if (descriptor_ < 0) {
@@ -117,6 +142,14 @@ OutputFile::~OutputFile() {
     unlink(unfinished_path_.c_str());
     forget_at_signals();
   }
+}
+
+bool OutputFile::concerns(const struct stat& file) const {
+  const auto is_file = [&file](const struct stat& other) {
+    return other.st_dev == file.st_dev && other.st_ino == file.st_ino;
+  };
+  struct stat written {};
+  return (fstat(descriptor_, &written) == 0 && is_file(written)) || (replaced_ && is_file(*replaced_));
 }
 
 void OutputFile::complete() {

@@ -202,10 +202,23 @@ TEST_F(OutputFileTest, name_that_a_folder_has_taken_meanwhile_fails_and_leaves_t
 TEST_F(OutputFileTest, standard_output_is_written_directly_and_stays_open) {
   {
     OutputFile output;
-    EXPECT_EQ(output.descriptor(), STDOUT_FILENO);
+    struct stat standard_output {};
+    ASSERT_EQ(fstat(STDOUT_FILENO, &standard_output), 0);
+    EXPECT_TRUE(output.concerns(standard_output));
     output.complete();
   }
   EXPECT_GE(fcntl(STDOUT_FILENO, F_GETFD), 0);
+}
+
+TEST_F(OutputFileTest, concerns_the_file_that_it_will_replace_and_no_other) {
+  const std::string target = make_file("lines", "old");
+  const std::string other = make_file("other", "old");
+  const OutputFile output(target);
+  struct stat status {};
+  ASSERT_EQ(stat(target.c_str(), &status), 0);
+  EXPECT_TRUE(output.concerns(status));
+  ASSERT_EQ(stat(other.c_str(), &status), 0);
+  EXPECT_FALSE(output.concerns(status));
 }
 
 TEST_F(OutputFileTest, reader_that_has_gone_fails_with_a_broken_pipe) {

@@ -203,6 +203,14 @@ class OutputErrors(CommandTest):
         self.assert_failed(result, None, "a: this file is the output as well")
         self.assertEqual(records(1), self.content("a"))
 
+    def test_file_that_the_output_would_replace_is_refused_and_stays(self):
+        self.file("a", records(1))
+        self.file("b", records(2))
+        result = self.decode("-o", "a", "a", "b")
+        self.assert_failed(result, b"", "a: this file is the output as well")
+        self.assertEqual(records(1), self.content("a"))
+        self.assertEqual(["a", "b"], self.names())
+
     def test_standard_input_that_is_the_output_as_well_is_refused(self):
         name = self.file("a", records(1))
         with open(self.folder / name, "ab") as output, open(self.folder / name, "rb") as source:
