@@ -375,10 +375,11 @@ class Progress(CommandTest):
         self.assertEqual((lines(1, 2, 3), 0), (result.output, result.status))
         return result.messages
 
-    def terminal(self, *arguments, data=None):
-        """What a terminal shows that is standard error."""
+    def terminal(self, *arguments, data=None, columns=0):
+        """What a terminal shows that is standard error; 0 columns are not known."""
         ours, terminal = pty.openpty()
         self.addCleanup(os.close, ours)
+        fcntl.ioctl(terminal, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
         result = self.decode(*arguments, data=data, stderr=terminal)
         os.close(terminal)
         self.assertEqual((lines(1, 2, 3), 0), (result.output, result.status))
@@ -419,6 +420,15 @@ class Progress(CommandTest):
             self.decode("--progress", "auto", stdin=source, stderr=terminal)
         os.close(terminal)
         self.assertIn("standard input: 100 %, 3 records", self.shown(ours))
+
+    def test_line_ends_before_a_narrow_terminal_does(self):
+        shown = self.terminal("--progress", "auto", "a.bin", columns=12)
+        self.assertEqual("a.bin: 100 \r" + " " * 11 + "\r", shown)
+
+    def test_one_record_is_one(self):
+        self.file("one.bin", records(1))
+        result = self.decode("--progress", "always", "one.bin")
+        self.assertIn("one.bin: 100 %, 1 record,", result.messages)
 
     def test_auto_shows_nothing_on_a_terminal_for_a_pipe(self):
         self.assertEqual("", self.terminal("--progress", "auto", data=records(1, 2, 3)))
