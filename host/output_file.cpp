@@ -64,6 +64,7 @@ class EndingSignalsLater {
 };
 
 void forget_at_signals() {
+  const EndingSignalsLater until_ignored_ones_are_ignored_again;
   for (const int signal_number : kEndingSignals) {
     if (std::signal(signal_number, SIG_DFL) == SIG_IGN) {
       std::signal(signal_number, SIG_IGN);
@@ -100,7 +101,8 @@ std::filesystem::path file_to_make(std::filesystem::path path) {
 
 OutputFile::OutputFile() : descriptor_(STDOUT_FILENO) {}
 
-OutputFile::OutputFile(const std::string& path) : descriptor_(-1) {
+// Standard output first: what fails from here on is cleaned up by the destructor of a complete object.
+OutputFile::OutputFile(const std::string& path) : OutputFile() {
   struct stat existing {};
   const bool exists = stat(path.c_str(), &existing) == 0;
   if (exists && !S_ISREG(existing.st_mode)) {

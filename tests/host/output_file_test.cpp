@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
@@ -16,6 +17,21 @@
 #include <set>
 #include <string>
 #include <system_error>
+
+namespace {
+
+bool permissions_can_be_set = true;
+
+}  // namespace
+
+// In place of the system's: a file system that knows no permissions refuses to set them.
+extern "C" int fchmod(int descriptor, mode_t mode) noexcept {
+  if (permissions_can_be_set) {
+    return static_cast<int>(syscall(SYS_fchmod, descriptor, mode));
+  }
+  errno = EPERM;
+  return -1;
+}
 
 namespace hub::test {
 namespace {
@@ -208,6 +224,13 @@ TEST_F(OutputFileTest, standard_output_is_written_directly_and_stays_open) {
     output.complete();
   }
   EXPECT_GE(fcntl(STDOUT_FILENO, F_GETFD), 0);
+}
+
+TEST_F(OutputFileTest, that_cannot_be_begun_leaves_nothing_behind) {
+  permissions_can_be_set = false;
+  EXPECT_THROW(OutputFile(path("lines")), std::system_error);
+  permissions_can_be_set = true;
+  EXPECT_EQ(names(), Names{});
 }
 
 TEST_F(OutputFileTest, concerns_the_file_that_it_will_replace_and_no_other) {
