@@ -77,7 +77,7 @@ void report_rates(benchmark::State& state, std::uint64_t allocations_before) {
 
 void decoder_to_string(benchmark::State& state) {
   const std::uint64_t before = hub::bench::allocation_count();
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     for (const _HubProfileReport& record : records()) {
       benchmark::DoNotOptimize(NEBLogDecoder::to_string(record));
     }
@@ -87,7 +87,7 @@ void decoder_to_string(benchmark::State& state) {
 
 void copy_profile_description(benchmark::State& state) {
   const std::uint64_t before = hub::bench::allocation_count();
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     for (const _HubProfileReport& record : records()) {
       CFRelease(CopyProfileDescription(&record));
     }
@@ -103,7 +103,7 @@ void hubprofile_over_a_file_in_memory(benchmark::State& state) {
   options.inputs = {"/proc/self/fd/" + std::to_string(file.number())};
   options.output = "/dev/null";
   const std::uint64_t before = hub::bench::allocation_count();
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     if (hub::host::decode_captures(options, std::cerr) != 0) {
       state.SkipWithError("hubprofile failed");
     }
