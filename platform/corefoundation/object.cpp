@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "corefoundation/object.h"
 
+#include <malloc.h>
+
+#include <cstdlib>
+
 #include "corefoundation/corefoundation_host.h"
 #include "corefoundation/misuse.h"
 
@@ -9,11 +13,42 @@ namespace {
 
 constinit std::atomic<std::int64_t> live_counts[kTypeIdLimit]{};
 
+// What stands in an object's memory when the object is gone and the memory has not been given back yet.
+constexpr ObjectClass kFreedClass{0, nullptr, nullptr, nullptr};
+
+// The heap's memory of the objects that were freed last, each with a mark in it: who still uses one of them is found
+// out before the memory becomes something else.
+class FreedMemory {
+ public:
+  void add(void* memory) {
+    memory = std::construct_at(static_cast<Object*>(memory), kFreedClass, nullptr, 0U);
+    if (malloc_usable_size(memory) > kLargestKeptBytes) {
+      void* shrunk = std::realloc(memory, sizeof(Object));
+      memory = shrunk != nullptr ? shrunk : memory;
+    }
+    const std::size_t slot = next_.fetch_add(1, std::memory_order_relaxed) % kSlots;
+    std::free(slots_[slot].exchange(memory, std::memory_order_acq_rel));
+  }
+
+ private:
+  static constexpr std::size_t kSlots = 256;
+  static constexpr std::size_t kLargestKeptBytes = 1024;
+
+  std::atomic<std::size_t> next_ = 0;
+  std::atomic<void*> slots_[kSlots]{};
+};
+
+constinit FreedMemory freed_memory;
+
 void free_object(const Object& constant_object) {
   Object& object = const_cast<Object&>(constant_object);  // the last reference is gone: nobody else can see it
   const CFAllocatorRef allocator = object.allocator;
   count_objects(object.type->type_id, -1);
   object.type->destroy(object);
+  if (allocator == kCFAllocatorSystemDefault) {
+    freed_memory.add(&object);
+    return;
+  }
   CFAllocatorDeallocate(allocator, &object);
   CFRelease(allocator);
 }
@@ -30,7 +65,11 @@ const Object& object_of(CFTypeRef reference, const char* function) {
   if (reference == nullptr) {
     misuse(function, "NULL in place of an object");
   }
-  return *static_cast<const Object*>(reference);
+  const auto& object = *static_cast<const Object*>(reference);
+  if (object.type == &kFreedClass) {
+    misuse(function, "an object that nobody owns any more");
+  }
+  return object;
 }
 
 const Object& object_of(CFTypeRef reference, const ObjectClass& expected, const char* function) {

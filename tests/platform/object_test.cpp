@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What holds for objects of every type: counts, identity, and the end of a process that misuses them.
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "tests/platform/platform_test.h"
@@ -179,6 +180,24 @@ TEST_F(Object, release_after_the_last_one_ends_the_process) {
     CFRelease(object);
   };
   EXPECT_DEATH(release_twice(), "platform: CFRelease: an object that nobody owns any more");
+}
+
+// The heap's memory is kept for a while, so that this does not depend on what was created meanwhile.
+TEST_F(Object, of_the_systems_allocator_is_known_to_be_freed_after_others_were_created) {
+  const auto use_freed = [](auto use) {
+    for (const std::size_t length : {1U, 5000U}) {
+      const std::string text(length, 'x');
+      const CFTypeRef object = CFStringCreateWithCString(kCFAllocatorDefault, text.c_str(), kCFStringEncodingUTF8);
+      CFRelease(object);
+      for (std::int64_t value = 0; value < 200; ++value) {
+        number(value);
+      }
+      use(object);
+    }
+  };
+  EXPECT_DEATH(use_freed(CFRelease), "platform: CFRelease: an object that nobody owns any more");
+  EXPECT_DEATH(use_freed(CFRetain), "platform: CFRetain: an object that nobody owns any more");
+  EXPECT_DEATH(use_freed(CFHash), "platform: CFHash: an object that nobody owns any more");
 }
 
 TEST_F(Object, of_another_type_ends_the_process) {
