@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the tests of the platform share: owners of references, an allocator that runs out, and a fixture that lets
-// nothing be left over.
+// What the tests of the platform share: owners of references, an allocator that runs out, queues, and a fixture that
+// lets nothing be left over.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,6 +15,7 @@
 
 #include "CoreFoundation/CoreFoundation.h"
 #include "corefoundation/corefoundation_host.h"
+#include "dispatch/dispatch_host.h"
 #include "registry/registry_host.h"
 
 namespace hub::test {
@@ -102,6 +103,29 @@ class LimitedAllocator {
   int blocks_ = 0;
 };
 
+// A serial queue, released at the latest when its owner goes.
+class Queue {
+ public:
+  explicit Queue(const char* label = "queue") : queue_(dispatch_queue_create(label, nullptr)) {}
+  Queue(const Queue&) = delete;
+  Queue& operator=(const Queue&) = delete;
+  ~Queue() { give_back(); }
+
+  operator dispatch_queue_t() const { return queue_; }
+
+  void give_back() {
+    if (queue_ != nullptr) {
+      dispatch_release(forget());
+    }
+  }
+
+  // Leaves the release to somebody else.
+  dispatch_queue_t forget() { return std::exchange(queue_, nullptr); }
+
+ private:
+  dispatch_queue_t queue_;
+};
+
 // Does something in several threads that start it together, each with its number from 0 on; back when all are done.
 template <typename Action>
 void in_threads(std::size_t count, const Action& action) {
@@ -118,18 +142,18 @@ void in_threads(std::size_t count, const Action& action) {
   }
 }
 
-// After each test there are as many objects and held handles as before it.
+// After each test there are as many objects, held handles and queues as before it.
 class PlatformTest : public ::testing::Test {
  protected:
   // A death test starts the process anew: forking one with threads is not safe.
   PlatformTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
   ~PlatformTest() override {
     EXPECT_EQ(counts(), counts_before_)
-        << "allocators, strings, numbers, dictionaries, data, arrays, identifiers, handles";
+        << "allocators, strings, numbers, dictionaries, data, arrays, identifiers, handles, queues";
   }
 
  private:
-  using Counts = std::array<std::int64_t, 8>;
+  using Counts = std::array<std::int64_t, 9>;
 
   static Counts counts() {
     return {platform::live_objects(CFAllocatorGetTypeID()),
@@ -139,7 +163,8 @@ class PlatformTest : public ::testing::Test {
             platform::live_objects(CFDataGetTypeID()),
             platform::live_objects(CFArrayGetTypeID()),
             platform::live_objects(CFUUIDGetTypeID()),
-            static_cast<std::int64_t>(platform::held_registry_references())};
+            static_cast<std::int64_t>(platform::held_registry_references()),
+            platform::live_queues()};
   }
 
   const Counts counts_before_ = counts();
