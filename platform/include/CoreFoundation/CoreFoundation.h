@@ -10,6 +10,8 @@
 #include "CoreFoundation/CFData.h"
 #include "CoreFoundation/CFDictionary.h"
 #include "CoreFoundation/CFNumber.h"
+#include "CoreFoundation/CFPlugIn.h"
+#include "CoreFoundation/CFPlugInCOM.h"
 #include "CoreFoundation/CFString.h"
 #include "CoreFoundation/CFUUID.h"
 
