@@ -32,7 +32,9 @@ inline constexpr CFTypeID kBooleanTypeId = 5;
 inline constexpr CFTypeID kDataTypeId = 6;
 inline constexpr CFTypeID kArrayTypeId = 7;
 inline constexpr CFTypeID kUuidTypeId = 8;
-inline constexpr std::size_t kTypeIdLimit = 9;  // above the last type
+inline constexpr CFTypeID kHidServiceTypeId = 9;
+inline constexpr CFTypeID kHidDeviceTypeId = 10;
+inline constexpr std::size_t kTypeIdLimit = 11;  // above the last type
 
 // A count of kConstantObject stays as it is: the object is never freed.
 inline constexpr std::uint32_t kConstantObject = UINT32_MAX;

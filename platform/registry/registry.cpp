@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstring>
 #include <iterator>
 #include <map>
@@ -15,7 +16,7 @@
 #include "corefoundation/misuse.h"
 #include "corefoundation/owned.h"
 #include "corefoundation/utf8.h"
-#include "registry/registry_host.h"
+#include "registry/registry.h"
 
 namespace hub::platform {
 namespace {
@@ -33,6 +34,7 @@ struct Entry {
   OwnedDictionary properties;
   std::weak_ptr<Entry> parent;
   std::vector<std::shared_ptr<Entry>> children;
+  std::shared_ptr<ServiceBackend> backend;
 };
 
 using EntryPointer = std::shared_ptr<Entry>;
@@ -130,7 +132,7 @@ class Registry {
       misuse("add_registry_entry", "an id that an entry has already");
     }
     const RegistryEntryId id = wanted_id != kAssignedId ? wanted_id : unused_id();
-    auto entry = std::make_shared<Entry>(Entry{id, name, class_name, retained(properties), {}, {}});
+    auto entry = std::make_shared<Entry>(Entry{id, name, class_name, retained(properties), {}, {}, {}});
     if (parent == kNoParent) {
       roots_.push_back(entry);
     } else {
@@ -148,15 +150,29 @@ class Registry {
     std::swap(known(id, "set_registry_properties")->properties, replaced);
   }
 
+  void set_backend(RegistryEntryId id, std::shared_ptr<ServiceBackend>& backend) {
+    const std::lock_guard lock(mutex_);
+    std::swap(known(id, "set_service_backend")->backend, backend);
+  }
+
+  std::optional<HeldEntry> held(io_registry_entry_t number) {
+    const std::lock_guard lock(mutex_);
+    const auto handle = handles_.find(number);
+    return handle != handles_.end() ? std::optional(HeldEntry{handle->second.entry->id, handle->second.entry->backend})
+                                    : std::nullopt;
+  }
+
   void clear() {
     std::map<RegistryEntryId, EntryPointer> removed_ids;  // what goes is released when the lock is gone
     std::vector<EntryPointer> removed;
     std::vector<OwnedDictionary> properties;
+    std::vector<std::shared_ptr<ServiceBackend>> backends;
     const std::lock_guard lock(mutex_);
     removed_ids.swap(by_id_);
     removed.swap(roots_);
     for (auto& [number, handle] : handles_) {
       properties.push_back(std::move(handle.entry->properties));
+      backends.push_back(std::move(handle.entry->backend));
       std::move(handle.entry->children.begin(), handle.entry->children.end(), std::back_inserter(removed));
       handle.entry->children.clear();
     }
@@ -169,6 +185,11 @@ class Registry {
       references += handle.references;
     }
     return references;
+  }
+
+  std::size_t wrong_releases() {
+    const std::lock_guard lock(mutex_);
+    return wrong_releases_;
   }
 
   io_service_t first_matching(CFDictionaryRef matching) {
@@ -229,6 +250,8 @@ class Registry {
     const std::lock_guard lock(mutex_);
     const auto handle = handles_.find(number);
     if (handle == handles_.end()) {
+      ++wrong_releases_;
+      std::fprintf(stderr, "platform: IOObjectRelease: handle %u is not held\n", number);
       return kIOReturnBadArgument;
     }
     if (--handle->second.references == 0) {
@@ -270,6 +293,7 @@ class Registry {
   std::map<io_object_t, Handle> handles_;
   RegistryEntryId next_id_ = 1;
   io_object_t next_handle_ = 1;
+  std::size_t wrong_releases_ = 0;
 };
 
 Registry& registry() {
@@ -288,9 +312,17 @@ void set_registry_properties(RegistryEntryId entry, CFDictionaryRef properties) 
   registry().set_properties(entry, properties);
 }
 
+void set_service_backend(RegistryEntryId entry, std::shared_ptr<ServiceBackend> backend) {
+  registry().set_backend(entry, backend);
+}
+
+std::optional<HeldEntry> held_entry(io_registry_entry_t handle) { return registry().held(handle); }
+
 void clear_registry() { registry().clear(); }
 
 std::size_t held_registry_references() { return registry().held_references(); }
+
+std::size_t wrong_registry_releases() { return registry().wrong_releases(); }
 
 }  // namespace hub::platform
 

@@ -31,10 +31,14 @@ PLATFORM_EXPORT RegistryEntryId add_registry_entry(RegistryEntryId parent, const
 // valid. NULL: none. An unknown entry is a misuse.
 PLATFORM_EXPORT void set_registry_properties(RegistryEntryId entry, CFDictionaryRef properties);
 
-// Takes all entries out. Handles that are still held stay valid, without properties, until they are released.
+// Takes all entries out. Handles that are still held stay valid, without properties and backends, until they are
+// released.
 PLATFORM_EXPORT void clear_registry();
 
 // How many references to handles are held: 0 when everything that was looked up has been released.
 PLATFORM_EXPORT std::size_t held_registry_references();
+
+// How many releases there have been of handles that were not held. Each is also told on standard error.
+PLATFORM_EXPORT std::size_t wrong_registry_releases();
 
 }  // namespace hub::platform

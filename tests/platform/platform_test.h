@@ -5,18 +5,21 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstddef>
 #include <cstdlib>
 #include <latch>
+#include <map>
+#include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "CoreFoundation/CoreFoundation.h"
+#include "IOKit/hid/IOHIDDevice.h"
+#include "IOKit/hid/IOHIDService.h"
 #include "corefoundation/corefoundation_host.h"
 #include "dispatch/dispatch_host.h"
-#include "registry/registry_host.h"
+#include "registry/service_backend.h"
 
 namespace hub::test {
 
@@ -147,24 +150,26 @@ class PlatformTest : public ::testing::Test {
  protected:
   // A death test starts the process anew: forking one with threads is not safe.
   PlatformTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-  ~PlatformTest() override {
-    EXPECT_EQ(counts(), counts_before_)
-        << "allocators, strings, numbers, dictionaries, data, arrays, identifiers, handles, queues";
-  }
+  ~PlatformTest() override { EXPECT_EQ(counts(), counts_before_); }
 
  private:
-  using Counts = std::array<std::int64_t, 9>;
+  using Counts = std::map<std::string, std::int64_t>;
 
   static Counts counts() {
-    return {platform::live_objects(CFAllocatorGetTypeID()),
-            platform::live_objects(CFStringGetTypeID()),
-            platform::live_objects(CFNumberGetTypeID()),
-            platform::live_objects(CFDictionaryGetTypeID()),
-            platform::live_objects(CFDataGetTypeID()),
-            platform::live_objects(CFArrayGetTypeID()),
-            platform::live_objects(CFUUIDGetTypeID()),
-            static_cast<std::int64_t>(platform::held_registry_references()),
-            platform::live_queues()};
+    return {
+        {"allocators", platform::live_objects(CFAllocatorGetTypeID())},
+        {"strings", platform::live_objects(CFStringGetTypeID())},
+        {"numbers", platform::live_objects(CFNumberGetTypeID())},
+        {"dictionaries", platform::live_objects(CFDictionaryGetTypeID())},
+        {"data", platform::live_objects(CFDataGetTypeID())},
+        {"arrays", platform::live_objects(CFArrayGetTypeID())},
+        {"identifiers", platform::live_objects(CFUUIDGetTypeID())},
+        {"HID services", platform::live_objects(IOHIDServiceGetTypeID())},
+        {"HID devices", platform::live_objects(IOHIDDeviceGetTypeID())},
+        {"registry handles", static_cast<std::int64_t>(platform::held_registry_references())},
+        {"connections", static_cast<std::int64_t>(platform::open_connections())},
+        {"queues", platform::live_queues()},
+    };
   }
 
   const Counts counts_before_ = counts();

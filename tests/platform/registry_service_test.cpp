@@ -51,6 +51,14 @@ TEST_F(Service, handle_that_is_not_held_can_be_neither_retained_nor_released_nor
   }
 }
 
+TEST_F(Service, handle_released_too_often_is_reported_and_counted) {
+  const std::size_t before = platform::wrong_registry_releases();
+  testing::internal::CaptureStderr();
+  IOObjectRelease(4711);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "platform: IOObjectRelease: handle 4711 is not held\n");
+  EXPECT_EQ(platform::wrong_registry_releases(), before + 1);
+}
+
 TEST_F(Service, property_belongs_to_the_caller) {
   const auto value = string("value");
   const auto properties = dictionary();

@@ -11,13 +11,14 @@
 
 #include "CoreFoundation/CoreFoundation.h"
 #include "IOKit/IOReturn.h"
+#include "mach/mach_init.h"
 
 PLATFORM_BEGIN_C
 
-typedef uint32_t mach_port_t;
 typedef mach_port_t io_object_t;
 typedef io_object_t io_registry_entry_t;
 typedef io_object_t io_service_t;
+typedef io_object_t io_connect_t;
 typedef UInt32 IOOptionBits;
 
 #define kIOMasterPortDefault ((mach_port_t)0)
@@ -66,6 +67,29 @@ PLATFORM_EXPORT kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, 
 /* One more reference to a handle, or one less. kIOReturnBadArgument when the handle is not held. */
 PLATFORM_EXPORT kern_return_t IOObjectRetain(io_object_t object);
 PLATFORM_EXPORT kern_return_t IOObjectRelease(io_object_t object);
+
+/*
+ * Opens a connection to a service's user client; the caller closes it. kIOReturnBadArgument when the handle is not
+ * held, kIOReturnUnsupported when the service has no user client, or the driver's own code; *connection is
+ * IO_OBJECT_NULL then. The connection outlives the handle.
+ */
+PLATFORM_EXPORT kern_return_t IOServiceOpen(io_service_t service, mach_port_t owning_task, uint32_t type,
+                                            io_connect_t* connection);
+
+/* Closes it. kIOReturnNotOpen when it is not open. */
+PLATFORM_EXPORT kern_return_t IOServiceClose(io_connect_t connection);
+
+/*
+ * Calls a method of the user client: `selector` names it; scalars and a structure go in, and the same come out. The
+ * lengths of the outputs (scalars counted, the structure in bytes) hold the room before and what was written
+ * afterwards. Inputs and outputs that a method does not have are NULL with no length. kIOReturnNotOpen when the
+ * connection is not open, or the driver's own code; the outputs' contents and lengths are then left as they were.
+ */
+PLATFORM_EXPORT kern_return_t IOConnectCallMethod(io_connect_t connection, uint32_t selector, const uint64_t* input,
+                                                  uint32_t input_count, const void* input_structure,
+                                                  size_t input_structure_bytes, uint64_t* output,
+                                                  uint32_t* output_count, void* output_structure,
+                                                  size_t* output_structure_bytes);
 
 PLATFORM_END_C
 
