@@ -19,6 +19,7 @@
 #include "IOKit/hid/IOHIDService.h"
 #include "corefoundation/corefoundation_host.h"
 #include "dispatch/dispatch_host.h"
+#include "notify/notify_host.h"
 #include "registry/service_backend.h"
 
 namespace hub::test {
@@ -169,6 +170,7 @@ class PlatformTest : public ::testing::Test {
         {"registry handles", static_cast<std::int64_t>(platform::held_registry_references())},
         {"connections", static_cast<std::int64_t>(platform::open_connections())},
         {"queues", platform::live_queues()},
+        {"notifications", static_cast<std::int64_t>(platform::notification_registrations())},
     };
   }
 
