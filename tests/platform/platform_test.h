@@ -21,6 +21,7 @@
 #include "dispatch/dispatch_host.h"
 #include "notify/notify_host.h"
 #include "registry/service_backend.h"
+#include "state/state_host.h"
 
 namespace hub::test {
 
@@ -171,6 +172,7 @@ class PlatformTest : public ::testing::Test {
         {"connections", static_cast<std::int64_t>(platform::open_connections())},
         {"queues", platform::live_queues()},
         {"notifications", static_cast<std::int64_t>(platform::notification_registrations())},
+        {"state handlers", static_cast<std::int64_t>(platform::state_handlers())},
     };
   }
 

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "os/state.h"
+
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "dispatch/block.h"
+#include "dispatch/retained_queue.h"
+#include "state/state_host.h"
+
+static_assert(sizeof(os_state_data_s) == 200, "a record's head");
+static_assert(offsetof(os_state_data_s, type) == 0);
+static_assert(offsetof(os_state_data_s, data_size_bytes) == 4);
+static_assert(offsetof(os_state_data_s, decoder_library) == 8);
+static_assert(offsetof(os_state_data_s, decoder_type) == 72);
+static_assert(offsetof(os_state_data_s, title) == 136);
+static_assert(offsetof(os_state_data_s, data) == 200);
+
+namespace hub::platform {
+namespace {
+
+struct Handler {
+  RetainedQueue queue;
+  os_state_block_t block;
+};
+
+using Handlers = std::vector<std::shared_ptr<const Handler>>;
+
+class HandlerTable {
+ public:
+  os_state_handle_t add(std::shared_ptr<const Handler> handler) {
+    const std::lock_guard lock(mutex_);
+    handlers_.push_back(std::move(handler));
+    return ++last_handle_;
+  }
+
+  // Those of now, in the order of their registration.
+  Handlers all() {
+    const std::lock_guard lock(mutex_);
+    return handlers_;
+  }
+
+  void clear() {
+    Handlers removed;  // their queues are released when the lock is gone
+    const std::lock_guard lock(mutex_);
+    removed.swap(handlers_);
+  }
+
+ private:
+  std::mutex mutex_;
+  Handlers handlers_;
+  os_state_handle_t last_handle_ = 0;
+};
+
+HandlerTable& handlers() {
+  static auto& instance = *new HandlerTable;  // never destroyed: who registers may do so until the end of the process
+  return instance;
+}
+
+OwnedStateData answer_of(const Handler& handler, std::uint32_t api) {
+  os_state_hints_s hints{api};  // each handler's own: it may write to them
+  OwnedStateData answer;
+  const auto ask = [&] { answer.reset(call_block(handler.block, &hints)); };
+  if (handler.queue.get() != nullptr) {
+    dispatch_sync(handler.queue.get(), ask);
+  } else {
+    ask();
+  }
+  return answer;
+}
+
+}  // namespace
+
+std::size_t state_handlers() { return handlers().all().size(); }
+
+void capture_state(std::uint32_t api, const std::function<void(std::size_t handler, OwnedStateData data)>& take) {
+  const Handlers asked = handlers().all();
+  for (std::size_t number = 0; number < asked.size(); ++number) {
+    if (OwnedStateData answer = answer_of(*asked[number], api)) {
+      take(number, std::move(answer));
+    }
+  }
+}
+
+void clear_state_handlers() { handlers().clear(); }
+
+}  // namespace hub::platform
+
+using namespace hub::platform;
+
+os_state_handle_t os_state_add_handler(dispatch_queue_t queue, os_state_block_t handler) try {
+  expect_callable(handler, "os_state_add_handler");
+  return handlers().add(std::make_shared<const Handler>(Handler{RetainedQueue(queue), std::move(handler)}));
+} catch (const std::bad_alloc&) {
+  return 0;
+}

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+// The face by which a host captures state.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+
+#include "os/state.h"
+
+namespace hub::platform {
+
+struct FreeStateData {
+  void operator()(os_state_data_t data) const { std::free(data); }
+};
+using OwnedStateData = std::unique_ptr<os_state_data_s, FreeStateData>;
+
+// How many handlers are registered. [any thread]
+PLATFORM_EXPORT std::size_t state_handlers();
+
+// Calls every handler that is registered now, one after the other in the order of registration, each on its queue, with
+// hints of this api. Each that answers: `take` gets its number (from 0) and its record, on the calling thread.
+// [any thread but a handler's queue]
+PLATFORM_EXPORT void capture_state(std::uint32_t api,
+                                   const std::function<void(std::size_t handler, OwnedStateData data)>& take);
+
+// Forgets all handlers and releases their queues; handles are not used again. [host, when nobody captures]
+PLATFORM_EXPORT void clear_state_handlers();
+
+}  // namespace hub::platform
