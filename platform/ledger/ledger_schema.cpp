@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ledger/ledger_schema.h"
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+namespace hub::platform {
+namespace {
+
+constexpr std::int64_t kApplicationId = 0x4855424C;  // "HUBL"
+constexpr std::int64_t kVersion = 1;
+
+constexpr const char* kCreate[] = {
+    "CREATE TABLE scalar (key TEXT PRIMARY KEY, value INTEGER)",
+    "CREATE TABLE sample (id INTEGER PRIMARY KEY, key TEXT, value REAL)",
+    "CREATE INDEX sample_by_key ON sample (key)",
+    "PRAGMA user_version = 1",
+};
+static_assert(kVersion == 1, "the last statement sets it");
+
+// Tables, views and triggers with their columns, in one line.
+constexpr const char* kDescribe = R"(
+  SELECT ifnull(group_concat(line, '; '), 'none') FROM (
+    SELECT type || ' ' || name || ' ' || ifnull(
+      (SELECT group_concat(name || ' ' || type || iif(pk, ' PRIMARY KEY', ''), ', ') FROM pragma_table_xinfo(m.name)),
+      '') AS line
+    FROM sqlite_schema AS m WHERE type <> 'index' AND name NOT LIKE 'sqlite~_%' ESCAPE '~' ORDER BY name))";
+constexpr const char* kDescription =
+    "table sample id INTEGER PRIMARY KEY, key TEXT, value REAL; table scalar key TEXT PRIMARY KEY, value INTEGER";
+
+std::int64_t identity_of(Database& database) { return database.integer("PRAGMA application_id"); }
+
+std::int64_t version_of(Database& database) { return database.integer("PRAGMA user_version"); }
+
+std::string hex_text(std::int64_t number) {
+  std::array<char, 16> text{};
+  std::snprintf(text.data(), text.size(), "0x%08X", static_cast<unsigned>(number));
+  return text.data();
+}
+
+void check_version(Database& database) {
+  const std::int64_t version = version_of(database);
+  if (version != kVersion) {
+    database.refuse("is a ledger of version " + std::to_string(version) + ", expected " + std::to_string(kVersion));
+  }
+}
+
+void check_tables(Database& database) {
+  const std::string found = database.text(kDescribe);
+  if (found != kDescription) {
+    database.refuse("has not the tables of a ledger: expected \"" + std::string(kDescription) + "\", found \"" + found +
+                    "\"");
+  }
+}
+
+}  // namespace
+
+bool is_new(Database& database) {
+  const std::int64_t identity = identity_of(database);
+  const bool claimed = identity == kApplicationId && version_of(database) == 0;
+  return (identity == 0 || claimed) && database.integer("SELECT count(*) FROM sqlite_schema") == 0;
+}
+
+void set_identity(Database& database) {
+  database.run(("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
+}
+
+void create_tables(Database& database) {
+  database.run("BEGIN IMMEDIATE");
+  if (is_new(database)) {  // nobody else was faster
+    for (const char* statement : kCreate) {
+      database.run(statement);
+    }
+  }
+  database.run("COMMIT");
+}
+
+void check_identity(Database& database) {
+  const std::int64_t identity = identity_of(database);
+  if (identity != kApplicationId) {
+    database.refuse("is no ledger: expected a database with application id " + hex_text(kApplicationId) + ", found " +
+                    hex_text(identity));
+  }
+}
+
+void check_schema(Database& database) {
+  check_identity(database);
+  check_version(database);
+  check_tables(database);
+}
+
+void check_damage(Database& database) {
+  const std::string result = database.text("PRAGMA integrity_check(1)");
+  if (result != "ok") {
+    database.refuse("is damaged: " + result);
+  }
+}
+
+}  // namespace hub::platform
