@@ -4,7 +4,6 @@
 #include <atomic>
 #include <string_view>
 
-#include "corefoundation/misuse.h"
 #include "ledger/ledger_host.h"
 
 namespace hub::platform {
@@ -12,15 +11,12 @@ namespace {
 
 constinit std::atomic<Ledger*> ledger_in_use = nullptr;
 
-// Hands one call to the ledger in use; `function` names the caller when it breaks its promise.
+// Hands one call to the ledger in use.
 template <typename... Values>
-bool forward(const char* function, bool (Ledger::*operation)(std::string_view, Values...), CFStringRef key,
-             Values... values) {
-  if (key == nullptr) {
-    misuse(function, "NULL in place of a key");
-  }
+bool forward(bool (Ledger::*operation)(std::string_view, Values...), CFStringRef key, Values... values) {
   Ledger* ledger = ledger_in_use.load(std::memory_order_acquire);
-  return ledger != nullptr && (ledger->*operation)(CFStringGetCStringPtr(key, kCFStringEncodingUTF8), values...);
+  return ledger != nullptr && key != nullptr &&
+         (ledger->*operation)(CFStringGetCStringPtr(key, kCFStringEncodingUTF8), values...);
 }
 
 }  // namespace
@@ -31,24 +27,20 @@ void use_ledger(Ledger* ledger) { ledger_in_use.store(ledger, std::memory_order_
 
 using namespace hub::platform;
 
-bool SLClientClearScalarKey(CFStringRef key) { return forward("SLClientClearScalarKey", &Ledger::clear_scalar, key); }
+bool SLClientClearScalarKey(CFStringRef key) { return forward(&Ledger::clear_scalar, key); }
 
-bool SLClientSetValueForScalarKey(CFStringRef key, int64_t value) {
-  return forward("SLClientSetValueForScalarKey", &Ledger::set_scalar, key, value);
-}
+bool SLClientSetValueForScalarKey(CFStringRef key, int64_t value) { return forward(&Ledger::set_scalar, key, value); }
 
 bool SLClientAddValueForScalarKey(CFStringRef key, int64_t value) {
-  return forward("SLClientAddValueForScalarKey", &Ledger::add_to_scalar, key, value);
+  return forward(&Ledger::add_to_scalar, key, value);
 }
 
-bool SLClientClearDistributionKey(CFStringRef key) {
-  return forward("SLClientClearDistributionKey", &Ledger::clear_distribution, key);
-}
+bool SLClientClearDistributionKey(CFStringRef key) { return forward(&Ledger::clear_distribution, key); }
 
 bool SLClientSetValueForDistributionKey(CFStringRef key, double sample) {
-  return forward("SLClientSetValueForDistributionKey", &Ledger::set_distribution, key, sample);
+  return forward(&Ledger::set_distribution, key, sample);
 }
 
 bool SLClientPushValueForDistributionKey(CFStringRef key, double sample) {
-  return forward("SLClientPushValueForDistributionKey", &Ledger::push_to_distribution, key, sample);
+  return forward(&Ledger::push_to_distribution, key, sample);
 }

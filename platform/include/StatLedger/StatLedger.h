@@ -5,8 +5,8 @@
  * A scalar is a signed 64-bit number; one that was never set, or was cleared, counts as 0 and is not listed. A
  * distribution is a series of samples, oldest first.
  *
- * Every call returns true when the service has taken it over, and false when there is no service or it could not file
- * the value; what was filed before is as it was then. Keys are lent for the call.
+ * Every call returns true when the service has taken it over, and false when there is no service, the key is NULL, or
+ * the value could not be filed; what was filed before is as it was then. Keys are lent for the call.
  */
 #ifndef STATLEDGER_STATLEDGER_H
 #define STATLEDGER_STATLEDGER_H
