@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+// Batches of statistics on their way to the plug-in, each of them one transaction of the ledger.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "host/device_file.h"
+#include "host/modelled_registry.h"
+#include "ledger/sqlite_ledger.h"
+
+namespace hub::host {
+
+// Lives until the queues on which it delivers have finished.
+class BatchDelivery {
+ public:
+  explicit BatchDelivery(platform::SqliteLedger& ledger) : ledger_(ledger) {}
+  BatchDelivery(const BatchDelivery&) = delete;
+  BatchDelivery& operator=(const BatchDelivery&) = delete;
+
+  // Has the batch delivered by the device of this service, on the device's queue, unless an earlier one has failed by
+  // then. False: the device has no callback, and the batch is dropped. The batch lives as long as this.
+  bool post(const Batch& batch, const ModelledService& service);
+
+  // When the queues have finished.
+  [[nodiscard]] std::uint64_t batches() const { return batches_; }
+  [[nodiscard]] std::uint64_t records() const { return records_; }
+  [[nodiscard]] const std::optional<std::string>& failure() const { return failure_; }
+
+ private:
+  void deliver(const Batch& batch, const DeviceModel::Publish& publish);
+
+  platform::SqliteLedger& ledger_;
+  std::uint64_t batches_ = 0;  // those that are in the ledger
+  std::uint64_t records_ = 0;
+  std::optional<std::string> failure_;
+};
+
+}  // namespace hub::host
