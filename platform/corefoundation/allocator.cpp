@@ -3,6 +3,7 @@
 
 #include "corefoundation/misuse.h"
 #include "corefoundation/object.h"
+#include "failures/failures.h"
 
 struct __CFAllocator : hub::platform::Object {
   constexpr __CFAllocator(const hub::platform::ObjectClass& object_class, CFAllocatorRef owner, std::uint32_t count,
@@ -72,10 +73,16 @@ constinit const CFAllocatorRef kCFAllocatorNull = &null_allocator;
 CFTypeID CFAllocatorGetTypeID(void) { return kAllocatorTypeId; }
 
 CFAllocatorRef CFAllocatorCreate(CFAllocatorRef allocator, const CFAllocatorContext* context) {
+  if (fails(Fallible::kCFAllocatorCreate)) {
+    return nullptr;
+  }
   return create_object<__CFAllocator>(allocator, 0, *context);
 }
 
 void* CFAllocatorAllocate(CFAllocatorRef allocator, CFIndex length_bytes, CFOptionFlags hint) {
+  if (fails(Fallible::kCFAllocatorAllocate)) {
+    return nullptr;
+  }
   const CFAllocatorContext& context = context_of(allocator, "CFAllocatorAllocate");
   if (length_bytes <= 0 || context.allocate == nullptr) {
     return nullptr;
@@ -84,6 +91,9 @@ void* CFAllocatorAllocate(CFAllocatorRef allocator, CFIndex length_bytes, CFOpti
 }
 
 void* CFAllocatorReallocate(CFAllocatorRef allocator, void* block, CFIndex length_bytes, CFOptionFlags hint) {
+  if (fails(Fallible::kCFAllocatorReallocate)) {
+    return nullptr;
+  }
   if (block == nullptr) {
     return CFAllocatorAllocate(allocator, length_bytes, hint);
   }

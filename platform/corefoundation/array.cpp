@@ -6,6 +6,7 @@
 
 #include "corefoundation/misuse.h"
 #include "corefoundation/object.h"
+#include "failures/failures.h"
 
 namespace hub::platform {
 namespace {
@@ -99,6 +100,9 @@ CFTypeID CFArrayGetTypeID(void) { return kArrayTypeId; }
 
 CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void** values, CFIndex count,
                          const CFArrayCallBacks* callbacks) {
+  if (fails(Fallible::kCFArrayCreate)) {
+    return nullptr;
+  }
   __CFArray* array = create_array(allocator, false, callbacks);
   if (array == nullptr) {
     return nullptr;
@@ -115,6 +119,9 @@ CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void** values, CFIndex 
 }
 
 CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex, const CFArrayCallBacks* callbacks) {
+  if (fails(Fallible::kCFArrayCreateMutable)) {
+    return nullptr;
+  }
   return create_array(allocator, true, callbacks);
 }
 

@@ -7,6 +7,7 @@
 
 #include "corefoundation/misuse.h"
 #include "corefoundation/object.h"
+#include "failures/failures.h"
 
 // The bytes stand right behind the object.
 struct __CFData : hub::platform::Object {
@@ -50,6 +51,9 @@ __CFData::__CFData(CFAllocatorRef owner, std::string_view its_bytes)
 CFTypeID CFDataGetTypeID(void) { return kDataTypeId; }
 
 CFDataRef CFDataCreate(CFAllocatorRef allocator, const UInt8* bytes, CFIndex length_bytes) {
+  if (fails(Fallible::kCFDataCreate)) {
+    return nullptr;
+  }
   if (length_bytes < 0) {
     misuse("CFDataCreate", "a negative length");
   }

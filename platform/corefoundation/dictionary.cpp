@@ -8,6 +8,7 @@
 
 #include "corefoundation/misuse.h"
 #include "corefoundation/object.h"
+#include "failures/failures.h"
 
 namespace hub::platform {
 namespace {
@@ -210,6 +211,9 @@ CFTypeID CFDictionaryGetTypeID(void) { return kDictionaryTypeId; }
 CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys, const void** values, CFIndex count,
                                    const CFDictionaryKeyCallBacks* key_callbacks,
                                    const CFDictionaryValueCallBacks* value_callbacks) {
+  if (fails(Fallible::kCFDictionaryCreate)) {
+    return nullptr;
+  }
   __CFDictionary* dictionary = create_dictionary(allocator, false, key_callbacks, value_callbacks);
   if (dictionary == nullptr) {
     return nullptr;
@@ -228,6 +232,9 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys, 
 CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef allocator, CFIndex,
                                                  const CFDictionaryKeyCallBacks* key_callbacks,
                                                  const CFDictionaryValueCallBacks* value_callbacks) {
+  if (fails(Fallible::kCFDictionaryCreateMutable)) {
+    return nullptr;
+  }
   return create_dictionary(allocator, true, key_callbacks, value_callbacks);
 }
 

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "corefoundation/object.h"
+#include "failures/failures.h"
 
 namespace {
 
@@ -186,6 +187,9 @@ __CFNumber::__CFNumber(CFAllocatorRef owner, CFNumberType its_type, const void* 
 CFTypeID CFNumberGetTypeID(void) { return kNumberTypeId; }
 
 CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type, const void* value) {
+  if (fails(Fallible::kCFNumberCreate)) {
+    return nullptr;
+  }
   const CFNumberType fixed_type = fixed_type_of(type);
   return fixed_type != kNoType ? create_object<__CFNumber>(allocator, 0, fixed_type, value) : nullptr;
 }
@@ -195,6 +199,9 @@ CFNumberType CFNumberGetType(CFNumberRef number) { return number_of(number, "CFN
 Boolean CFNumberIsFloatType(CFNumberRef number) { return number_of(number, "CFNumberIsFloatType").is_real(); }
 
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
+  if (fails(Fallible::kCFNumberGetValue)) {
+    return false;
+  }
   const __CFNumber& object = number_of(number, "CFNumberGetValue");
   switch (fixed_type_of(type)) {
     case kCFNumberSInt8Type:

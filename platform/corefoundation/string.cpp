@@ -11,6 +11,7 @@
 #include "corefoundation/misuse.h"
 #include "corefoundation/object.h"
 #include "corefoundation/utf8.h"
+#include "failures/failures.h"
 
 // The text's bytes and a final zero stand right behind the object.
 struct __CFString : hub::platform::Object {
@@ -82,11 +83,17 @@ __CFString::__CFString(CFAllocatorRef owner, std::string_view text, const Utf8Te
 CFTypeID CFStringGetTypeID(void) { return kStringTypeId; }
 
 CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text, CFStringEncoding encoding) {
+  if (fails(Fallible::kCFStringCreateWithCString)) {
+    return nullptr;
+  }
   return create_string(allocator, text, encoding);
 }
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef allocator, const UInt8* bytes, CFIndex length_bytes,
                                     CFStringEncoding encoding, Boolean) {
+  if (fails(Fallible::kCFStringCreateWithBytes)) {
+    return nullptr;
+  }
   if (length_bytes < 0) {
     misuse("CFStringCreateWithBytes", "a negative length");
   }
@@ -99,11 +106,17 @@ CFIndex CFStringGetLength(CFStringRef string) {
 }
 
 const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding) {
+  if (fails(Fallible::kCFStringGetCStringPtr)) {
+    return nullptr;
+  }
   const __CFString& object = string_of(string, "CFStringGetCStringPtr");
   return can_hold(encoding, object.ascii) ? object.bytes() : nullptr;
 }
 
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex buffer_size_bytes, CFStringEncoding encoding) {
+  if (fails(Fallible::kCFStringGetCString)) {
+    return false;
+  }
   const __CFString& object = string_of(string, "CFStringGetCString");
   if (!can_hold(encoding, object.ascii) || buffer_size_bytes <= static_cast<CFIndex>(object.length_bytes)) {
     return false;

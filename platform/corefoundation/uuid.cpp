@@ -10,7 +10,9 @@
 #include <string_view>
 
 #include "CoreFoundation/CFString.h"
+#include "corefoundation/misuse.h"
 #include "corefoundation/object.h"
+#include "failures/failures.h"
 
 static_assert(sizeof(CFUUIDBytes) == 16, "an identifier is 16 bytes without padding");
 
@@ -41,7 +43,7 @@ const __CFUUID& uuid_of(CFUUIDRef identifier, const char* function) {
   return static_cast<const __CFUUID&>(object_of(identifier, kUuidClass, function));
 }
 
-// The constant identifier of these bytes, made at the first call. Null when there is no memory for it.
+// The constant identifier of these bytes, made at the first call.
 CFUUIDRef constant_uuid(const CFUUIDBytes& bytes) {
   // Never destroyed: constants outlive everything that may still use them while the process ends.
   static auto& identifiers = *new std::map<std::string, CFUUIDRef>;
@@ -50,10 +52,11 @@ CFUUIDRef constant_uuid(const CFUUIDBytes& bytes) {
   CFUUIDRef& identifier = identifiers[std::string(reinterpret_cast<const char*>(&bytes), sizeof bytes)];
   if (identifier == nullptr) {
     __CFUUID* made = create_object<__CFUUID>(kCFAllocatorDefault, 0, bytes);
-    if (made != nullptr) {
-      made->references.store(kConstantObject, std::memory_order_relaxed);
-      count_objects(kUuidTypeId, -1);  // counts tell what somebody has still to release
+    if (made == nullptr) {
+      misuse("CFUUIDGetConstantUUIDWithBytes", "there is no memory for a constant");
     }
+    made->references.store(kConstantObject, std::memory_order_relaxed);
+    count_objects(kUuidTypeId, -1);  // counts tell what somebody has still to release
     identifier = made;
   }
   return identifier;
@@ -70,6 +73,9 @@ __CFUUID::__CFUUID(CFAllocatorRef owner, const CFUUIDBytes& its_bytes)
 CFTypeID CFUUIDGetTypeID(void) { return kUuidTypeId; }
 
 CFUUIDRef CFUUIDCreateFromUUIDBytes(CFAllocatorRef allocator, CFUUIDBytes bytes) {
+  if (fails(Fallible::kCFUUIDCreateFromUUIDBytes)) {
+    return nullptr;
+  }
   return create_object<__CFUUID>(allocator, 0, bytes);
 }
 
@@ -84,6 +90,9 @@ CFUUIDRef CFUUIDGetConstantUUIDWithBytes(CFAllocatorRef, UInt8 byte0, UInt8 byte
 CFUUIDBytes CFUUIDGetUUIDBytes(CFUUIDRef identifier) { return uuid_of(identifier, "CFUUIDGetUUIDBytes").bytes; }
 
 CFStringRef CFUUIDCreateString(CFAllocatorRef allocator, CFUUIDRef identifier) {
+  if (fails(Fallible::kCFUUIDCreateString)) {
+    return nullptr;
+  }
   constexpr std::string_view kDigits = "0123456789ABCDEF";
   std::string text;
   for (const char character : uuid_of(identifier, "CFUUIDCreateString").view()) {

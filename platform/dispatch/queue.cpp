@@ -24,6 +24,7 @@
 #include "dispatch/block.h"
 #include "dispatch/dispatch.h"
 #include "dispatch/dispatch_host.h"
+#include "failures/failures.h"
 
 namespace hub::platform {
 namespace {
@@ -182,6 +183,9 @@ bool is_on_queue(dispatch_queue_t queue) { return queue != nullptr && queue == c
 using namespace hub::platform;
 
 dispatch_queue_t dispatch_queue_create(const char* label, const void*) try {
+  if (fails(Fallible::kdispatch_queue_create)) {
+    return nullptr;
+  }
   return queues().create(label);
 } catch (const std::bad_alloc&) {
   return nullptr;

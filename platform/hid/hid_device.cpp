@@ -2,6 +2,7 @@
 #include "IOKit/hid/IOHIDDevice.h"
 
 #include "corefoundation/object.h"
+#include "failures/failures.h"
 #include "hid/hid_host.h"
 #include "registry/registry.h"
 
@@ -41,6 +42,9 @@ __IOHIDDevice::__IOHIDDevice(CFAllocatorRef owner, RegistryEntryId its_entry)
 CFTypeID IOHIDDeviceGetTypeID(void) { return kHidDeviceTypeId; }
 
 IOHIDDeviceRef IOHIDDeviceCreate(CFAllocatorRef allocator, io_service_t service) {
+  if (fails(Fallible::kIOHIDDeviceCreate)) {
+    return nullptr;
+  }
   const auto entry = held_entry(service);
   if (!entry || entry->backend == nullptr || !entry->backend->is_hid_device()) {
     return nullptr;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "corefoundation/object.h"
+#include "failures/failures.h"
 #include "hid/hid_host.h"
 
 struct __IOHIDService : hub::platform::Object {
@@ -44,11 +45,17 @@ __IOHIDService::__IOHIDService(CFAllocatorRef owner, std::unique_ptr<HidServiceM
 CFTypeID IOHIDServiceGetTypeID(void) { return kHidServiceTypeId; }
 
 CFTypeRef IOHIDServiceCopyProperty(IOHIDServiceRef service, CFStringRef key) {
+  if (fails(Fallible::kIOHIDServiceCopyProperty)) {
+    return nullptr;
+  }
   const CFTypeRef value = model_of(service, "IOHIDServiceCopyProperty").property(key);
   return value != nullptr ? CFRetain(value) : nullptr;
 }
 
 CFTypeRef IOHIDServiceGetProperty(IOHIDServiceRef service, CFStringRef key) {
+  if (fails(Fallible::kIOHIDServiceGetProperty)) {
+    return nullptr;
+  }
   return model_of(service, "IOHIDServiceGetProperty").property(key);
 }
 
@@ -57,5 +64,8 @@ Boolean IOHIDServiceConformsTo(IOHIDServiceRef service, UInt32 usage_page, UInt3
 }
 
 CFTypeRef IOHIDServiceGetRegistryID(IOHIDServiceRef service) {
+  if (fails(Fallible::kIOHIDServiceGetRegistryID)) {
+    return nullptr;
+  }
   return model_of(service, "IOHIDServiceGetRegistryID").registry_id();
 }

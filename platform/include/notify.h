@@ -21,6 +21,7 @@ PLATFORM_BEGIN_C
 #define NOTIFY_STATUS_OK 0
 #define NOTIFY_STATUS_INVALID_NAME 1  /* NULL or empty */
 #define NOTIFY_STATUS_INVALID_TOKEN 2 /* no such registration */
+#define NOTIFY_STATUS_FAILED 3        /* there is no memory, or notifications cannot be had */
 
 #ifdef __cplusplus
 

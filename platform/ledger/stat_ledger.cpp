@@ -4,6 +4,7 @@
 #include <atomic>
 #include <string_view>
 
+#include "failures/failures.h"
 #include "ledger/ledger_host.h"
 
 namespace hub::platform {
@@ -27,20 +28,44 @@ void use_ledger(Ledger* ledger) { ledger_in_use.store(ledger, std::memory_order_
 
 using namespace hub::platform;
 
-bool SLClientClearScalarKey(CFStringRef key) { return forward(&Ledger::clear_scalar, key); }
+bool SLClientClearScalarKey(CFStringRef key) {
+  if (fails(Fallible::kSLClientClearScalarKey)) {
+    return false;
+  }
+  return forward(&Ledger::clear_scalar, key);
+}
 
-bool SLClientSetValueForScalarKey(CFStringRef key, int64_t value) { return forward(&Ledger::set_scalar, key, value); }
+bool SLClientSetValueForScalarKey(CFStringRef key, int64_t value) {
+  if (fails(Fallible::kSLClientSetValueForScalarKey)) {
+    return false;
+  }
+  return forward(&Ledger::set_scalar, key, value);
+}
 
 bool SLClientAddValueForScalarKey(CFStringRef key, int64_t value) {
+  if (fails(Fallible::kSLClientAddValueForScalarKey)) {
+    return false;
+  }
   return forward(&Ledger::add_to_scalar, key, value);
 }
 
-bool SLClientClearDistributionKey(CFStringRef key) { return forward(&Ledger::clear_distribution, key); }
+bool SLClientClearDistributionKey(CFStringRef key) {
+  if (fails(Fallible::kSLClientClearDistributionKey)) {
+    return false;
+  }
+  return forward(&Ledger::clear_distribution, key);
+}
 
 bool SLClientSetValueForDistributionKey(CFStringRef key, double sample) {
+  if (fails(Fallible::kSLClientSetValueForDistributionKey)) {
+    return false;
+  }
   return forward(&Ledger::set_distribution, key, sample);
 }
 
 bool SLClientPushValueForDistributionKey(CFStringRef key, double sample) {
+  if (fails(Fallible::kSLClientPushValueForDistributionKey)) {
+    return false;
+  }
   return forward(&Ledger::push_to_distribution, key, sample);
 }

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "corefoundation/misuse.h"
+#include "failures/failures.h"
 #include "log/log_host.h"
 #include "log/message_format.h"
 
@@ -121,6 +122,9 @@ void set_lowest_log_level(LowestLogLevel level) { recording().set_lowest_level(l
 using namespace hub::platform;
 
 os_log_t os_log_create(const char* subsystem, const char* category) try {
+  if (fails(Fallible::kos_log_create)) {
+    return nullptr;
+  }
   return logs().log_of(subsystem != nullptr ? subsystem : "", category != nullptr ? category : "");
 } catch (const std::bad_alloc&) {
   return nullptr;

@@ -12,6 +12,7 @@
 #include "corefoundation/misuse.h"
 #include "dispatch/block.h"
 #include "dispatch/retained_queue.h"
+#include "failures/failures.h"
 #include "notify/notify_host.h"
 
 namespace hub::platform {
@@ -112,6 +113,9 @@ void clear_notifications() { center().clear(); }
 using namespace hub::platform;
 
 uint32_t notify_register_dispatch(const char* name, int* token, dispatch_queue_t queue, notify_handler_t handler) {
+  if (const auto code = failing_code(Fallible::knotify_register_dispatch)) {
+    return *code;
+  }
   if (!is_name(name)) {
     return NOTIFY_STATUS_INVALID_NAME;
   }
@@ -123,9 +127,17 @@ uint32_t notify_register_dispatch(const char* name, int* token, dispatch_queue_t
   return NOTIFY_STATUS_OK;
 }
 
-uint32_t notify_cancel(int token) { return center().remove(token) ? NOTIFY_STATUS_OK : NOTIFY_STATUS_INVALID_TOKEN; }
+uint32_t notify_cancel(int token) {
+  if (const auto code = failing_code(Fallible::knotify_cancel)) {
+    return *code;
+  }
+  return center().remove(token) ? NOTIFY_STATUS_OK : NOTIFY_STATUS_INVALID_TOKEN;
+}
 
 uint32_t notify_post(const char* name) {
+  if (const auto code = failing_code(Fallible::knotify_post)) {
+    return *code;
+  }
   if (!is_name(name)) {
     return NOTIFY_STATUS_INVALID_NAME;
   }

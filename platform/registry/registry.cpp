@@ -16,6 +16,7 @@
 #include "corefoundation/misuse.h"
 #include "corefoundation/owned.h"
 #include "corefoundation/utf8.h"
+#include "failures/failures.h"
 #include "registry/registry.h"
 
 namespace hub::platform {
@@ -326,6 +327,9 @@ std::size_t wrong_registry_releases() { return registry().wrong_releases(); }
 
 }  // namespace hub::platform
 
+using hub::platform::failing_code;
+using hub::platform::fails;
+using hub::platform::Fallible;
 using hub::platform::registry;
 
 namespace {
@@ -351,41 +355,74 @@ CFStringRef create_text(const char* text) {
 }  // namespace
 
 CFMutableDictionaryRef IOServiceMatching(const char* class_name) {
+  if (fails(Fallible::kIOServiceMatching)) {
+    return nullptr;
+  }
   return matching_with(CFSTR(kIOProviderClassKey), create_text(class_name));
 }
 
 CFMutableDictionaryRef IOServiceNameMatching(const char* name) {
+  if (fails(Fallible::kIOServiceNameMatching)) {
+    return nullptr;
+  }
   return matching_with(CFSTR(kIONameMatchKey), create_text(name));
 }
 
 CFMutableDictionaryRef IORegistryEntryIDMatching(uint64_t registry_id) {
+  if (fails(Fallible::kIORegistryEntryIDMatching)) {
+    return nullptr;
+  }
   const auto number = static_cast<std::int64_t>(registry_id);
   return matching_with(CFSTR(kIORegistryEntryIDKey), CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &number));
 }
 
 io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) {
   const hub::platform::OwnedDictionary taken_over(matching);
-  return matching != nullptr ? registry().first_matching(matching) : IO_OBJECT_NULL;
+  const bool failing = fails(Fallible::kIOServiceGetMatchingService);
+  return matching != nullptr && !failing ? registry().first_matching(matching) : IO_OBJECT_NULL;
 }
 
 CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef, IOOptionBits) {
+  if (fails(Fallible::kIORegistryEntryCreateCFProperty)) {
+    return nullptr;
+  }
   return registry().copy_property(entry, key);
 }
 
 kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t entry, const char* plane, io_registry_entry_t* parent) {
+  if (const auto code = failing_code(Fallible::kIORegistryEntryGetParentEntry)) {
+    *parent = IO_OBJECT_NULL;
+    return *code;
+  }
   return registry().walk(entry, plane, parent, [](const hub::platform::Entry& from) { return from.parent.lock(); });
 }
 
 kern_return_t IORegistryEntryGetChildEntry(io_registry_entry_t entry, const char* plane, io_registry_entry_t* child) {
+  if (const auto code = failing_code(Fallible::kIORegistryEntryGetChildEntry)) {
+    *child = IO_OBJECT_NULL;
+    return *code;
+  }
   return registry().walk(entry, plane, child, [](const hub::platform::Entry& from) {
     return from.children.empty() ? nullptr : from.children.front();
   });
 }
 
 kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name) {
+  if (const auto code = failing_code(Fallible::kIORegistryEntryGetName)) {
+    return *code;
+  }
   return registry().copy_name(entry, name);
 }
 
-kern_return_t IOObjectRetain(io_object_t object) { return registry().retain(object); }
+kern_return_t IOObjectRetain(io_object_t object) {
+  if (const auto code = failing_code(Fallible::kIOObjectRetain)) {
+    return *code;
+  }
+  return registry().retain(object);
+}
 
-kern_return_t IOObjectRelease(io_object_t object) { return registry().release(object); }
+kern_return_t IOObjectRelease(io_object_t object) {
+  const auto code = failing_code(Fallible::kIOObjectRelease);
+  const kern_return_t result = registry().release(object);
+  return code.value_or(result);
+}

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "IOKit/IOCFPlugIn.h"
+#include "failures/failures.h"
 #include "registry/registry.h"
 
 namespace hub::platform {
@@ -86,6 +87,9 @@ kern_return_t IOCreatePlugInInterfaceForService(io_service_t service, CFUUIDRef 
                                                 IOCFPlugInInterface*** plugin, SInt32* score) {
   *plugin = nullptr;
   *score = 0;
+  if (const auto code = failing_code(Fallible::kIOCreatePlugInInterfaceForService)) {
+    return *code;
+  }
   const auto entry = held_entry(service);
   if (!entry || !CFEqual(interface_type, kIOCFPlugInInterfaceID)) {
     return kIOReturnBadArgument;
@@ -96,17 +100,25 @@ kern_return_t IOCreatePlugInInterfaceForService(io_service_t service, CFUUIDRef 
 
 kern_return_t IOServiceOpen(io_service_t service, mach_port_t, uint32_t type, io_connect_t* connection) {
   *connection = IO_OBJECT_NULL;
+  if (const auto code = failing_code(Fallible::kIOServiceOpen)) {
+    return *code;
+  }
   return open_connection(service, type, *connection);
 }
 
 kern_return_t IOServiceClose(io_connect_t connection) {
-  return connections().remove(connection) != nullptr ? kIOReturnSuccess : kIOReturnNotOpen;
+  const auto code = failing_code(Fallible::kIOServiceClose);
+  const bool was_open = connections().remove(connection) != nullptr;
+  return code.value_or(was_open ? kIOReturnSuccess : kIOReturnNotOpen);
 }
 
 kern_return_t IOConnectCallMethod(io_connect_t connection, uint32_t selector, const uint64_t* input,
                                   uint32_t input_count, const void* input_structure, size_t input_structure_bytes,
                                   uint64_t* output, uint32_t* output_count, void* output_structure,
                                   size_t* output_structure_bytes) {
+  if (const auto code = failing_code(Fallible::kIOConnectCallMethod)) {
+    return *code;
+  }
   const std::shared_ptr<UserClient> client = connections().find(connection);
   if (client == nullptr) {
     return kIOReturnNotOpen;

@@ -10,6 +10,7 @@
 
 #include "dispatch/block.h"
 #include "dispatch/retained_queue.h"
+#include "failures/failures.h"
 #include "state/state_host.h"
 
 static_assert(sizeof(os_state_data_s) == 200, "a record's head");
@@ -93,6 +94,9 @@ void clear_state_handlers() { handlers().clear(); }
 using namespace hub::platform;
 
 os_state_handle_t os_state_add_handler(dispatch_queue_t queue, os_state_block_t handler) try {
+  if (fails(Fallible::kos_state_add_handler)) {
+    return 0;
+  }
   expect_callable(handler, "os_state_add_handler");
   return handlers().add(std::make_shared<const Handler>(Handler{RetainedQueue(queue), std::move(handler)}));
 } catch (const std::bad_alloc&) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "mach/mach_error.h"
+#include "failures/failures.h"
 
 #include <algorithm>
 #include <iterator>
@@ -28,7 +29,12 @@ constexpr ErrorText kErrorTexts[] = {
 
 }  // namespace
 
+using namespace hub::platform;
+
 const char* mach_error_string(kern_return_t code) {
+  if (fails(Fallible::kmach_error_string)) {
+    return nullptr;
+  }
   const auto* row = std::find_if(std::begin(kErrorTexts), std::end(kErrorTexts),
                                  [code](const ErrorText& candidate) { return candidate.code == code; });
   return row != std::end(kErrorTexts) ? row->text : nullptr;

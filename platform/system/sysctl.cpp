@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "failures/failures.h"
 #include "system/system_host.h"
 
 namespace hub::platform {
@@ -95,6 +96,9 @@ int sysctl(int* name, unsigned int name_length, void* old_value, size_t* old_len
   }
   if (new_value != nullptr) {
     return fail(EPERM);
+  }
+  if (const auto error_number = failing_code(Fallible::ksysctl)) {
+    return fail(*error_number);
   }
   const BootTimeAnswer current = current_answer();
   if (current.error_number != 0) {

@@ -32,8 +32,8 @@ PLATFORM_EXPORT CFTypeID CFUUIDGetTypeID(void);
 /* A new identifier. NULL when there is no memory. */
 PLATFORM_EXPORT CFUUIDRef CFUUIDCreateFromUUIDBytes(CFAllocatorRef allocator, CFUUIDBytes bytes);
 
-/* The constant identifier of these bytes: one object per identifier, lent, never freed. NULL when there is no memory.
- */
+/* The constant identifier of these bytes: one object per identifier, lent, never freed. Never NULL: like a constant
+ * string, one for which there is no memory ends the process. */
 PLATFORM_EXPORT CFUUIDRef CFUUIDGetConstantUUIDWithBytes(CFAllocatorRef allocator, UInt8 byte0, UInt8 byte1,
                                                          UInt8 byte2, UInt8 byte3, UInt8 byte4, UInt8 byte5,
                                                          UInt8 byte6, UInt8 byte7, UInt8 byte8, UInt8 byte9,
