@@ -56,9 +56,6 @@ Database::Database(std::string name, const std::string& location, Access access,
     fail();
   }
   sqlite3_busy_timeout(handle, static_cast<int>(patience.count()));
-  if (access == Access::kRead) {
-    sqlite3_db_config(handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-  }
 }
 
 void Database::run(const char* sql) { Statement(*this, sql).run(); }

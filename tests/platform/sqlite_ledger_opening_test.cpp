@@ -97,6 +97,20 @@ TEST_F(LedgerOpening, several_that_make_the_same_file_all_open_it) {
   }
 }
 
+TEST_F(LedgerOpening, file_that_becomes_a_ledger_meanwhile_is_opened) {
+  Probe probe(file());
+  probe.run("BEGIN IMMEDIATE");
+  std::thread opening([this] { EXPECT_EQ(error_of([this] { SqliteLedger(file()).set_scalar("a", 1); }), ""); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  probe.run(
+      "PRAGMA application_id = 0x4855424C; PRAGMA user_version = 1;"
+      "CREATE TABLE scalar (key TEXT PRIMARY KEY, value INTEGER);"
+      "CREATE TABLE sample (id INTEGER PRIMARY KEY, key TEXT, value REAL);"
+      "INSERT INTO scalar VALUES ('b', 2); COMMIT");
+  opening.join();
+  EXPECT_EQ(scalars(), (Rows{"a|1", "b|2"}));
+}
+
 TEST_F(LedgerOpening, every_name_of_a_file_is_just_a_name) {
   for (const char* name : {":memory:", "file:ledger?mode=memory", "100%25 #1?x=y", "d\u00fcse \"'"}) {
     EXPECT_EQ(error(name), "");

@@ -130,6 +130,30 @@ TEST_F(SqliteLedgerTest, sample_after_the_last_number_is_refused_rather_than_put
   EXPECT_EQ(samples(), Rows{"a|1"});
 }
 
+TEST_F(SqliteLedgerTest, distribution_that_cannot_be_set_keeps_its_samples) {
+  make_ledger();
+  SqliteLedger ledger(file());
+  change("INSERT INTO sample VALUES (9223372036854775807, 'last', 1)");
+  EXPECT_FALSE(ledger.set_distribution("latency", 2));
+  EXPECT_EQ(samples(), (Rows{"latency|1.5", "latency|0.25", "last|1"}));
+  EXPECT_TRUE(ledger.clear_distribution("last"));
+  EXPECT_TRUE(ledger.set_distribution("latency", 2));
+  EXPECT_EQ(samples(), Rows{"latency|2"});
+}
+
+TEST_F(SqliteLedgerTest, batch_fails_with_whatever_operation_fails) {
+  make_ledger();
+  SqliteLedger ledger(file());
+  change("INSERT INTO sample VALUES (9223372036854775807, 'last', 1)");
+  ledger.begin_batch();
+  EXPECT_TRUE(ledger.set_scalar("presses", 8));
+  EXPECT_FALSE(ledger.set_distribution("latency", 2));
+  EXPECT_FALSE(ledger.set_scalar("presses", 9));
+  EXPECT_EQ(error_of([&] { ledger.commit_batch(); }), file() + ": cannot be used: datatype mismatch");
+  EXPECT_EQ(scalars(), Rows{"presses|7"});
+  EXPECT_EQ(samples(), (Rows{"latency|1.5", "latency|0.25", "last|1"}));
+}
+
 TEST_F(SqliteLedgerTest, scalar_and_distribution_of_one_key_are_apart) {
   SqliteLedger ledger(file());
   ledger.set_scalar("a", 5);
