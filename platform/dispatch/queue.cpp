@@ -15,6 +15,7 @@
 #include <utility>
 
 #define ASIO_STANDALONE
+#define ASIO_DISABLE_VISIBILITY    // nothing of it leaves the library
 #define ASIO_DISABLE_FENCED_BLOCK  // the context's own lock orders the blocks, and the thread sanitizer knows no fences
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
