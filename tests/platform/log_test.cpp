@@ -2,6 +2,7 @@
 // The system log: what is recorded, from which level on, and how long logs live.
 #include <os/log.h>
 
+#include <bit>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -112,10 +113,10 @@ TEST_F(Log, lowest_level_lasts_over_recorders) {
 }
 
 TEST_F(Log, arguments_of_what_is_not_enabled_are_not_read) {
-  os_log(log, "%s", reinterpret_cast<const char*>(std::uintptr_t{1}));
+  os_log(log, "%s", std::bit_cast<const char*>(std::uintptr_t{1}));
   record();
   platform::set_lowest_log_level(LowestLogLevel::kError);
-  os_log(log, "%s", reinterpret_cast<const char*>(std::uintptr_t{1}));
+  os_log(log, "%s", std::bit_cast<const char*>(std::uintptr_t{1}));
   EXPECT_EQ(texts(), Texts{});
 }
 

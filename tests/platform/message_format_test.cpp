@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The text of log messages: every conversion, and what is not one.
+#include <bit>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -73,7 +74,7 @@ TEST_F(MessageFormat, real_numbers) {
 TEST_F(MessageFormat, characters_and_pointers) {
   EXPECT_EQ(formatted("<%c%c>", 'o', 'k'), "<ok>");
   EXPECT_EQ(formatted("<%3c>", 'o'), "<  o>");
-  EXPECT_EQ(formatted("%p", reinterpret_cast<void*>(std::uintptr_t{0xBEEF})), "0xbeef");
+  EXPECT_EQ(formatted("%p", std::bit_cast<void*>(std::uintptr_t{0xBEEF})), "0xbeef");
 }
 
 TEST_F(MessageFormat, texts) {
