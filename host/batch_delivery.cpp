@@ -7,6 +7,7 @@ namespace hub::host {
 namespace {
 
 constexpr std::size_t kRecordBytes = 7;
+constexpr std::byte kRecordVersion{0x43};  // a record's first byte
 
 }  // namespace
 
@@ -23,10 +24,16 @@ void BatchDelivery::deliver(const Batch& batch, const DeviceModel::Publish& publ
   Bytes records = batch.records;  // the plug-in's own, whatever it does with them
   publish(records);
   ledger_.commit_batch();
-  ++batches_;
-  records_ += records.size() / kRecordBytes;
+  count(batch.records);
 } catch (const platform::LedgerError& error) {
   failure_ = error.what();
+}
+
+void BatchDelivery::count(const Bytes& records) {
+  ++batches_;
+  for (std::size_t at = 0; at < records.size(); at += kRecordBytes) {
+    ++(records[at] == kRecordVersion ? published_ : skipped_);
+  }
 }
 
 }  // namespace hub::host

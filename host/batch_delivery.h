@@ -25,15 +25,18 @@ class BatchDelivery {
 
   // When the queues have finished.
   [[nodiscard]] std::uint64_t batches() const { return batches_; }
-  [[nodiscard]] std::uint64_t records() const { return records_; }
+  [[nodiscard]] std::uint64_t published() const { return published_; }
+  [[nodiscard]] std::uint64_t skipped() const { return skipped_; }  // records of another version
   [[nodiscard]] const std::optional<std::string>& failure() const { return failure_; }
 
  private:
   void deliver(const Batch& batch, const DeviceModel::Publish& publish);
+  void count(const Bytes& records);
 
   platform::SqliteLedger& ledger_;
   std::uint64_t batches_ = 0;  // those that are in the ledger
-  std::uint64_t records_ = 0;
+  std::uint64_t published_ = 0;
+  std::uint64_t skipped_ = 0;
   std::optional<std::string> failure_;
 };
 

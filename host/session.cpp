@@ -168,8 +168,11 @@ void tell_services(std::ostream& output, const Announced& announced) {
 }
 
 void tell_statistics(std::ostream& output, const BatchDelivery& delivery, std::size_t dropped) {
-  output << "statistics  " << counted(delivery.records(), "record", "records") << " published in "
+  output << "statistics  " << counted(delivery.published(), "record", "records") << " published in "
          << counted(delivery.batches(), "batch", "batches");
+  if (delivery.skipped() != 0) {
+    output << ", " << counted(delivery.skipped(), "record", "records") << " of another version skipped";
+  }
   if (dropped != 0) {
     output << ", " << counted(dropped, "batch", "batches") << " dropped";
   }
