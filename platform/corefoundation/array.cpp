@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "corefoundation/contents.h"
 #include "corefoundation/misuse.h"
 #include "corefoundation/object.h"
 #include "failures/failures.h"
@@ -68,6 +69,11 @@ __CFArray* create_array(CFAllocatorRef allocator, bool can_change, const CFArray
 }
 
 }  // namespace
+
+std::span<const void* const> contents_of_array(const Object& array) {
+  return static_cast<const __CFArray&>(array).values;
+}
+
 }  // namespace hub::platform
 
 using namespace hub::platform;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CoreFoundation/CFBoolean.h"
 
+#include "corefoundation/contents.h"
 #include "corefoundation/object.h"
 
 struct __CFBoolean : hub::platform::Object {
@@ -24,6 +25,9 @@ constinit const __CFBoolean true_object{kBooleanClass, true};
 constinit const __CFBoolean false_object{kBooleanClass, false};
 
 }  // namespace
+
+bool contents_of_boolean(const Object& boolean) { return static_cast<const __CFBoolean&>(boolean).value; }
+
 }  // namespace hub::platform
 
 using namespace hub::platform;

@@ -5,12 +5,14 @@
 #include <functional>
 #include <string_view>
 
+#include "corefoundation/contents.h"
 #include "corefoundation/misuse.h"
 #include "corefoundation/object.h"
 #include "failures/failures.h"
 
 // The bytes stand right behind the object.
 struct __CFData : hub::platform::Object {
+  __CFData(CFAllocatorRef owner, std::size_t its_length_bytes);
   __CFData(CFAllocatorRef owner, std::string_view its_bytes);
 
   [[nodiscard]] const UInt8* bytes() const { return reinterpret_cast<const UInt8*>(this + 1); }
@@ -39,12 +41,25 @@ const __CFData& data_of(CFDataRef data, const char* function) {
 }
 
 }  // namespace
+
+std::string_view contents_of_data(const Object& data) { return static_cast<const __CFData&>(data).view(); }
+
+CFDataRef create_unwritten_data(CFAllocatorRef allocator, std::size_t length_bytes, UInt8*& bytes) {
+  __CFData* data = create_object<__CFData>(allocator, length_bytes, length_bytes);
+  if (data != nullptr) {
+    bytes = reinterpret_cast<UInt8*>(data + 1);
+  }
+  return data;
+}
+
 }  // namespace hub::platform
 
 using namespace hub::platform;
 
-__CFData::__CFData(CFAllocatorRef owner, std::string_view its_bytes)
-    : Object(kDataClass, owner, 1), length_bytes(its_bytes.size()) {
+__CFData::__CFData(CFAllocatorRef owner, std::size_t its_length_bytes)
+    : Object(kDataClass, owner, 1), length_bytes(its_length_bytes) {}
+
+__CFData::__CFData(CFAllocatorRef owner, std::string_view its_bytes) : __CFData(owner, its_bytes.size()) {
   its_bytes.copy(reinterpret_cast<char*>(this + 1), its_bytes.size());
 }
 

@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "corefoundation/contents.h"
 #include "corefoundation/misuse.h"
 #include "corefoundation/object.h"
 #include "failures/failures.h"
@@ -27,11 +28,7 @@ struct KeyEqual {
   }
 };
 
-struct Pair {
-  const void* key;
-  const void* value;
-};
-
+using Pair = KeyAndValue;
 using Pairs = std::vector<Pair, StandardAllocator<Pair>>;
 using Positions = std::unordered_map<const void*, std::size_t, KeyHash, KeyEqual,
                                      StandardAllocator<std::pair<const void* const, std::size_t>>>;
@@ -132,6 +129,11 @@ __CFDictionary* create_dictionary(CFAllocatorRef allocator, bool can_change,
 }
 
 }  // namespace
+
+std::span<const KeyAndValue> contents_of_dictionary(const Object& dictionary) {
+  return static_cast<const __CFDictionary&>(dictionary).pairs;
+}
+
 }  // namespace hub::platform
 
 using namespace hub::platform;

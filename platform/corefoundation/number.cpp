@@ -6,6 +6,7 @@
 #include <functional>
 #include <limits>
 
+#include "corefoundation/contents.h"
 #include "corefoundation/object.h"
 #include "failures/failures.h"
 
@@ -156,6 +157,12 @@ bool store_real(const __CFNumber& number, void* value) {
 }
 
 }  // namespace
+
+NumberContents contents_of_number(const Object& number) {
+  const auto& object = static_cast<const __CFNumber&>(number);
+  return {object.fixed_type, object.integer, object.real};
+}
+
 }  // namespace hub::platform
 
 using namespace hub::platform;

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "CoreFoundation/CFString.h"
+#include "corefoundation/contents.h"
 #include "corefoundation/misuse.h"
 #include "corefoundation/object.h"
 #include "corefoundation/utf8.h"
@@ -66,6 +67,12 @@ __CFString* create_string(CFAllocatorRef allocator, std::string_view text, CFStr
 }
 
 }  // namespace
+
+StringContents contents_of_string(const Object& string) {
+  const auto& object = static_cast<const __CFString&>(string);
+  return {object.view(), object.utf16_length, object.ascii};
+}
+
 }  // namespace hub::platform
 
 using namespace hub::platform;
