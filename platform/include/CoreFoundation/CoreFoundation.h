@@ -12,6 +12,7 @@
 #include "CoreFoundation/CFNumber.h"
 #include "CoreFoundation/CFPlugIn.h"
 #include "CoreFoundation/CFPlugInCOM.h"
+#include "CoreFoundation/CFPropertyList.h"
 #include "CoreFoundation/CFString.h"
 #include "CoreFoundation/CFUUID.h"
 

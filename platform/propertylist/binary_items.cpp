@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "propertylist/binary_items.h"
+
+#include <algorithm>
+#include <bit>
+#include <functional>
+
+namespace hub::platform {
+namespace {
+
+constexpr std::size_t kSlotsPerItem = 2;  // at least: the table is never more than half full
+
+BinaryItem number_item(const NumberContents& number) {
+  BinaryItem item;
+  switch (number.fixed_type) {
+    case kCFNumberFloat32Type:
+      item.kind = BinaryItem::kSingle;
+      item.bits = std::bit_cast<std::uint32_t>(static_cast<float>(number.real));
+      break;
+    case kCFNumberFloat64Type:
+      item.kind = BinaryItem::kDouble;
+      item.bits = std::bit_cast<std::uint64_t>(number.real);
+      break;
+    default:
+      item.kind = BinaryItem::kInteger;
+      item.bits = static_cast<std::uint64_t>(number.integer);
+      break;
+  }
+  return item;
+}
+
+BinaryItem text_item(const StringContents& text) {
+  BinaryItem item;
+  item.kind = text.ascii ? BinaryItem::kAscii : BinaryItem::kUtf16;
+  item.length = text.utf16_length;
+  item.bytes = text.utf8;
+  return item;
+}
+
+BinaryItem data_item(std::string_view bytes) {
+  BinaryItem item;
+  item.kind = BinaryItem::kData;
+  item.length = bytes.size();
+  item.bytes = bytes;
+  return item;
+}
+
+BinaryItem boolean_item(bool value) {
+  BinaryItem item;
+  item.kind = value ? BinaryItem::kTrue : BinaryItem::kFalse;
+  return item;
+}
+
+BinaryItem collection_item(BinaryItem::Kind kind, const Object& object, std::size_t length) {
+  BinaryItem item;
+  item.kind = kind;
+  item.length = length;
+  item.bits = reinterpret_cast<std::uintptr_t>(&object);
+  return item;
+}
+
+// None for an object that no property list holds.
+std::optional<BinaryItem> item_of(const Object& object) {
+  switch (object.type->type_id) {
+    case kStringTypeId:
+      return text_item(contents_of_string(object));
+    case kNumberTypeId:
+      return number_item(contents_of_number(object));
+    case kBooleanTypeId:
+      return boolean_item(contents_of_boolean(object));
+    case kDataTypeId:
+      return data_item(contents_of_data(object));
+    case kArrayTypeId:
+      return collection_item(BinaryItem::kArray, object, contents_of_array(object).size());
+    case kDictionaryTypeId:
+      return collection_item(BinaryItem::kDictionary, object, contents_of_dictionary(object).size());
+    default:
+      return std::nullopt;
+  }
+}
+
+// Neighbouring numbers and addresses spread over the whole table.
+std::size_t hash_of(const BinaryItem& item) {
+  constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;
+  const std::uint64_t contents = item.bits ^ std::hash<std::string_view>{}(item.bytes) ^ item.kind;
+  return contents * kSpread >> 32U;
+}
+
+}  // namespace
+
+BinaryItems::BinaryItems(CFAllocatorRef allocator)
+    : items_(StandardAllocator<BinaryItem>(allocator)),
+      references_(StandardAllocator<std::size_t>(allocator)),
+      path_(StandardAllocator<Level>(allocator)),
+      slots_(StandardAllocator<std::size_t>(allocator)) {}
+
+CFTypeRef BinaryItems::Level::member() const {
+  if (pairs.empty()) {
+    return values[next];
+  }
+  return at_key() ? pairs[next].key : pairs[next - pairs.size()].value;
+}
+
+bool BinaryItems::collect(CFTypeRef tree) {
+  if (!add(tree)) {
+    return false;
+  }
+  while (!path_.empty()) {
+    Level& level = path_.back();
+    if (level.next == level.members()) {
+      items_[level.item].on_path = false;
+      path_.pop_back();
+    } else if (!add_member(level)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// The level may have moved in memory afterwards.
+bool BinaryItems::add_member(Level& level) {
+  const std::size_t reference = items_[level.item].first_reference + level.next;
+  const bool is_key = level.at_key();
+  const CFTypeRef member = level.member();
+  ++level.next;
+  const std::optional<std::size_t> item = add(member);
+  if (!item || (is_key && !items_[*item].is_text())) {
+    return false;
+  }
+  references_[reference] = *item;
+  return true;
+}
+
+// The place of the item; none when it cannot be one, or contains itself.
+std::optional<std::size_t> BinaryItems::add(CFTypeRef value) {
+  if (value == nullptr) {
+    return std::nullopt;
+  }
+  const Object& object = object_of(value, "CFPropertyListCreateData");
+  const std::optional<BinaryItem> item = item_of(object);
+  if (!item) {
+    return std::nullopt;
+  }
+  make_room_for(1);
+  std::size_t& slot = slot_of(*item);
+  if (slot != 0) {
+    const std::size_t known = slot - 1;
+    return items_[known].on_path ? std::nullopt : std::optional(known);
+  }
+  items_.push_back(*item);
+  slot = items_.size();
+  const std::size_t place = slot - 1;
+  if (item->is_collection()) {
+    enter(object);
+  }
+  return place;
+}
+
+// The collection is the last item: its members come next.
+void BinaryItems::enter(const Object& collection) {
+  BinaryItem& item = items_.back();
+  Level level{items_.size() - 1, {}, {}};
+  if (item.kind == BinaryItem::kArray) {
+    level.values = contents_of_array(collection);
+  } else {
+    level.pairs = contents_of_dictionary(collection);
+  }
+  item.on_path = true;
+  item.first_reference = references_.size();
+  references_.resize(references_.size() + level.members());
+  make_room_for(level.members());
+  path_.push_back(level);
+}
+
+// Where the item's place stands, or is to be put.
+std::size_t& BinaryItems::slot_of(const BinaryItem& item) {
+  std::size_t index = hash_of(item) & (slots_.size() - 1);
+  while (slots_[index] != 0 && !items_[slots_[index] - 1].same_as(item)) {
+    index = (index + 1) & (slots_.size() - 1);
+  }
+  return slots_[index];
+}
+
+void BinaryItems::make_room_for(std::size_t more_items) {
+  const std::size_t items = items_.size() + more_items;
+  if (items * kSlotsPerItem <= slots_.size()) {
+    return;
+  }
+  slots_.assign(std::bit_ceil(items * kSlotsPerItem), 0);
+  items_.reserve(slots_.size() / kSlotsPerItem);
+  for (std::size_t place = 0; place < items_.size(); ++place) {
+    slot_of(items_[place]) = place + 1;
+  }
+}
+
+}  // namespace hub::platform

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: Apache-2.0
+// The objects of a tree as a binary property list lists them: one after the other, equal ones once.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "corefoundation/contents.h"
+#include "corefoundation/object.h"
+
+namespace hub::platform {
+
+// One object of the file. Two items of the same kind, bits and bytes are one and the same: kinds of numbers differ
+// where CFEqual compares values alone.
+struct BinaryItem {
+  enum Kind : std::uint8_t { kFalse, kTrue, kInteger, kSingle, kDouble, kData, kAscii, kUtf16, kArray, kDictionary };
+
+  [[nodiscard]] bool is_text() const { return kind == kAscii || kind == kUtf16; }
+  [[nodiscard]] bool is_collection() const { return kind == kArray || kind == kDictionary; }
+  [[nodiscard]] bool same_as(const BinaryItem& other) const {
+    return kind == other.kind && bits == other.bits && bytes == other.bytes;
+  }
+
+  Kind kind = kFalse;
+  bool on_path = false;             // a collection whose members are being collected
+  std::size_t length = 0;           // as the file counts it: bytes, characters, units, members, pairs
+  std::size_t first_reference = 0;  // a collection's
+  std::uint64_t bits = 0;           // a number's value or pattern; which object a collection is
+  std::string_view bytes;           // of data, and of a text in UTF-8; lent by the object
+};
+
+// The items of one tree, a collection before its members, keys before values. A collection that stands in several
+// places is one item. The memory is the allocator's; std::bad_alloc leaves every function when there is none.
+class BinaryItems {
+ public:
+  explicit BinaryItems(CFAllocatorRef allocator);
+
+  // Takes in a whole tree; once. False when it is no property list: an object of another type or none at all, a key
+  // that is no text, or a collection inside itself.
+  bool collect(CFTypeRef tree);
+
+  [[nodiscard]] std::span<const BinaryItem> items() const { return items_; }
+
+  // Items by their place, those of each collection in a row from its first_reference on.
+  [[nodiscard]] std::span<const std::size_t> references() const { return references_; }
+
+ private:
+  // A collection on the way from the top of the tree to the member that comes next.
+  struct Level {
+    [[nodiscard]] std::size_t members() const { return values.size() + 2 * pairs.size(); }
+    [[nodiscard]] bool at_key() const { return next < pairs.size(); }
+    [[nodiscard]] CFTypeRef member() const;
+
+    std::size_t item;
+    std::span<const void* const> values;  // an array's
+    std::span<const KeyAndValue> pairs;   // a dictionary's
+    std::size_t next = 0;
+  };
+
+  std::optional<std::size_t> add(CFTypeRef value);
+  bool add_member(Level& level);
+  void enter(const Object& collection);
+  std::size_t& slot_of(const BinaryItem& item);
+  void make_room_for(std::size_t more_items);
+
+  template <typename T>
+  using Vector = std::vector<T, StandardAllocator<T>>;
+
+  Vector<BinaryItem> items_;
+  Vector<std::size_t> references_;
+  Vector<Level> path_;
+  Vector<std::size_t> slots_;  // open addressing: an item's place plus one, or 0; their number is a power of two
+};
+
+}  // namespace hub::platform
