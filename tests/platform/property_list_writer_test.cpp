@@ -55,6 +55,16 @@ Owned<CFMutableArrayRef> counting(std::int64_t count) {
   return numbers;
 }
 
+// What it consists of when its length takes one byte.
+std::vector<std::string> counting_objects(std::size_t count, std::size_t reference_size) {
+  std::vector<std::string> objects = {"af 10" + hex_number(count)};
+  for (std::size_t value = 0; value < count; ++value) {
+    objects[0] += hex_number(value + 1, reference_size);
+    objects.push_back("10" + hex_number(value));
+  }
+  return objects;
+}
+
 // An array of so many times an array of ... of an empty one.
 Owned<CFMutableArrayRef> nested(int levels, std::size_t times) {
   if (levels == 0) {
@@ -153,25 +163,8 @@ TEST_F(PropertyListWriter, offsets_have_room_for_where_their_table_starts) {
 }
 
 TEST_F(PropertyListWriter, references_have_room_for_the_number_of_objects) {
-  std::vector<std::string> objects = {"af 10 fe"};
-  for (std::size_t value = 0; value < 254; ++value) {
-    char hex[32];
-    std::snprintf(hex, sizeof hex, "%02zx", value + 1);
-    objects[0] += " " + std::string(hex);
-    std::snprintf(hex, sizeof hex, "10 %02zx", value);
-    objects.emplace_back(hex);
-  }
-  EXPECT_EQ(bytes(counting(254)), list_of(objects, {2, 1, 0}));
-
-  objects = {"af 10 ff"};
-  for (std::size_t value = 0; value < 255; ++value) {
-    char hex[32];
-    std::snprintf(hex, sizeof hex, "%02zx %02zx", (value + 1) / 256, (value + 1) % 256);
-    objects[0] += " " + std::string(hex);
-    std::snprintf(hex, sizeof hex, "10 %02zx", value);
-    objects.emplace_back(hex);
-  }
-  EXPECT_EQ(bytes(counting(255)), list_of(objects, {2, 2, 0}));
+  EXPECT_EQ(bytes(counting(254)), list_of(counting_objects(254, 1), {2, 1, 0})) << "255 with the array";
+  EXPECT_EQ(bytes(counting(255)), list_of(counting_objects(255, 2), {2, 2, 0})) << "256";
 }
 
 TEST_F(PropertyListWriter, a_collection_stands_before_its_members) {
@@ -195,7 +188,7 @@ TEST_F(PropertyListWriter, fifteen_pairs_have_their_count_behind_the_marker) {
   std::vector<std::string> objects = {"df 10 0f 01 02 03 04 05 06 07 08 09 0a 0b 0c 0d 0e 0f" + repeated(15, "10")};
   for (char letter = 'a'; letter < 'a' + 15; ++letter) {
     CFDictionarySetValue(list, string(std::string(1, letter).c_str()), kCFBooleanTrue);
-    objects.push_back("51 " + std::string(letter < 'p' ? "6" : "7") + "0123456789abcdef"[letter % 16]);
+    objects.push_back("51" + hex_number(static_cast<std::uint8_t>(letter)));
   }
   objects.emplace_back("09");
   EXPECT_EQ(bytes(list), list_of(objects));

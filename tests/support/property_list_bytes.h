@@ -40,6 +40,17 @@ inline std::string big_endian(std::uint64_t value, std::size_t size_bytes) {
   return bytes;
 }
 
+// The number's bytes in hex, each with a blank before it.
+inline std::string hex_number(std::uint64_t value, std::size_t size_bytes = 1) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  std::string hex;
+  for (const char character : big_endian(value, size_bytes)) {
+    const auto byte = static_cast<std::uint8_t>(character);
+    hex += {' ', kDigits[byte / 16U], kDigits[byte % 16U]};
+  }
+  return hex;
+}
+
 struct ListShape {
   std::size_t offset_size = 1;
   std::size_t reference_size = 1;
