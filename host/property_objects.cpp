@@ -10,11 +10,15 @@ namespace {
 
 using platform::Owned;
 
-template <typename Ref>
-Owned<CFTypeRef> owned(Ref object) {
-  if (object == nullptr) {
+void require_memory(bool there_was_some) {
+  if (!there_was_some) {
     throw std::bad_alloc();
   }
+}
+
+template <typename Ref>
+Owned<CFTypeRef> owned(Ref object) {
+  require_memory(object != nullptr);
   return Owned<CFTypeRef>(object);
 }
 
@@ -41,25 +45,23 @@ struct CreateObject {
 
   Owned<CFTypeRef> operator()(const PropertyArray& values) const {
     Owned<CFMutableArrayRef> array(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
-    if (array.get() == nullptr) {
-      throw std::bad_alloc();
-    }
+    require_memory(array.get() != nullptr);
     for (const PropertyValue& value : values) {
       CFArrayAppendValue(array.get(), std::visit(*this, value.value).get());
     }
+    require_memory(CFArrayGetCount(array.get()) == static_cast<CFIndex>(values.size()));
     return Owned<CFTypeRef>(array.release());
   }
 
   Owned<CFTypeRef> operator()(const Properties& properties) const {
     Owned<CFMutableDictionaryRef> dictionary(CFDictionaryCreateMutable(
         kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-    if (dictionary.get() == nullptr) {
-      throw std::bad_alloc();
-    }
+    require_memory(dictionary.get() != nullptr);
     for (const auto& [name, value] : properties) {
       const auto key = create_string(name);
       CFDictionarySetValue(dictionary.get(), key.get(), std::visit(*this, value.value).get());
     }
+    require_memory(CFDictionaryGetCount(dictionary.get()) == static_cast<CFIndex>(properties.size()));
     return Owned<CFTypeRef>(dictionary.release());
   }
 };

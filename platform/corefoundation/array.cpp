@@ -143,8 +143,10 @@ const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index) {
   return values[static_cast<std::size_t>(index)];
 }
 
-void CFArrayAppendValue(CFMutableArrayRef array, const void* value) {
+void CFArrayAppendValue(CFMutableArrayRef array, const void* value) try {
   mutable_array_of(array, "CFArrayAppendValue").append(value);
+} catch (const std::bad_alloc&) {
+  return;  // as it was
 }
 
 void CFArrayRemoveAllValues(CFMutableArrayRef array) { mutable_array_of(array, "CFArrayRemoveAllValues").remove_all(); }

@@ -274,12 +274,16 @@ void CFDictionaryGetKeysAndValues(CFDictionaryRef dictionary, const void** keys,
   }
 }
 
-void CFDictionaryAddValue(CFMutableDictionaryRef dictionary, const void* key, const void* value) {
+void CFDictionaryAddValue(CFMutableDictionaryRef dictionary, const void* key, const void* value) try {
   mutable_dictionary_of(dictionary, "CFDictionaryAddValue").add(key, value);
+} catch (const std::bad_alloc&) {
+  return;  // as it was
 }
 
-void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value) {
+void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value) try {
   mutable_dictionary_of(dictionary, "CFDictionarySetValue").set(key, value);
+} catch (const std::bad_alloc&) {
+  return;  // as it was
 }
 
 void CFDictionaryRemoveValue(CFMutableDictionaryRef dictionary, const void* key) {

@@ -28,6 +28,7 @@ constexpr FallibleFunction kFunctions[] = {
     {Fallible::kCFDictionaryCreateMutable,           "CFDictionaryCreateMutable",           false, 0},
     {Fallible::kCFNumberCreate,                      "CFNumberCreate",                      false, 0},
     {Fallible::kCFNumberGetValue,                    "CFNumberGetValue",                    false, 0},
+    {Fallible::kCFPropertyListCreateData,           "CFPropertyListCreateData",           false, 0},
     {Fallible::kCFStringCreateWithBytes,             "CFStringCreateWithBytes",             false, 0},
     {Fallible::kCFStringCreateWithCString,           "CFStringCreateWithCString",           false, 0},
     {Fallible::kCFStringGetCString,                  "CFStringGetCString",                  false, 0},

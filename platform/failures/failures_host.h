@@ -23,6 +23,7 @@ enum class Fallible : std::uint8_t {
   kCFDictionaryCreateMutable,
   kCFNumberCreate,
   kCFNumberGetValue,
+  kCFPropertyListCreateData,
   kCFStringCreateWithBytes,
   kCFStringCreateWithCString,
   kCFStringGetCString,

@@ -3,6 +3,7 @@
 
 #include "CoreFoundation/CFPropertyList.h"
 #include "corefoundation/contents.h"
+#include "failures/failures.h"
 #include "propertylist/binary_items.h"
 #include "propertylist/binary_writer.h"
 
@@ -10,6 +11,9 @@ using namespace hub::platform;
 
 CFDataRef CFPropertyListCreateData(CFAllocatorRef allocator, CFPropertyListRef property_list,
                                    CFPropertyListFormat format, CFOptionFlags, CFErrorRef*) try {
+  if (fails(Fallible::kCFPropertyListCreateData)) {
+    return nullptr;
+  }
   object_of(property_list, "CFPropertyListCreateData");
   BinaryItems items(allocator);
   if (format != kCFPropertyListBinaryFormat_v1_0 || !items.collect(property_list)) {

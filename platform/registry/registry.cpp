@@ -7,7 +7,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -335,7 +334,7 @@ using hub::platform::registry;
 namespace {
 
 // A matching dictionary of one pair; takes the value over. NULL when there is no memory for either.
-CFMutableDictionaryRef matching_with(CFStringRef key, CFTypeRef value) try {
+CFMutableDictionaryRef matching_with(CFStringRef key, CFTypeRef value) {
   const hub::platform::Owned wanted(value);
   hub::platform::Owned matching(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
                                                           &kCFTypeDictionaryValueCallBacks));
@@ -343,9 +342,7 @@ CFMutableDictionaryRef matching_with(CFStringRef key, CFTypeRef value) try {
     return nullptr;
   }
   CFDictionarySetValue(matching.get(), key, wanted.get());
-  return matching.release();
-} catch (const std::bad_alloc&) {
-  return nullptr;
+  return CFDictionaryGetCount(matching.get()) == 1 ? matching.release() : nullptr;  // an empty one would fit anything
 }
 
 CFStringRef create_text(const char* text) {

@@ -144,7 +144,7 @@ TEST_F(Array, without_memory_for_one_more_stays_as_it_was) {
     CFArrayAppendValue(array, value);
   }
   memory.allow(0);
-  EXPECT_THROW(CFArrayAppendValue(array, value), std::bad_alloc);
+  CFArrayAppendValue(array, value);
   EXPECT_EQ(CFArrayGetCount(array), 4);
   EXPECT_EQ(CFGetRetainCount(value), 5);
 }

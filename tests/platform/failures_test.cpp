@@ -182,6 +182,10 @@ std::map<Fallible, std::function<Failures::Prepared()>> Failures::calls() {
          std::int64_t value = 0;
          return CFNumberGetValue(one, kCFNumberSInt64Type, &value);
        })},
+      {Fallible::kCFPropertyListCreateData, plain([] {
+         return created(CFPropertyListCreateData(kCFAllocatorDefault, CFSTR("text"), kCFPropertyListBinaryFormat_v1_0,
+                                                 0, nullptr));
+       })},
       {Fallible::kCFStringCreateWithBytes, plain([] {
          return created(CFStringCreateWithBytes(kCFAllocatorDefault, kBytes, 1, kCFStringEncodingUTF8, false));
        })},

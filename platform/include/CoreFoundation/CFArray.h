@@ -39,8 +39,7 @@ PLATFORM_EXPORT CFIndex CFArrayGetCount(CFArrayRef array);
 PLATFORM_EXPORT const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index);
 
 /*
- * Adds a value at the end. When there is no memory std::bad_alloc leaves the function and the array is as it was. An
- * immutable array is a misuse.
+ * Adds a value at the end. When there is no memory the array stays as it was. An immutable array is a misuse.
  */
 PLATFORM_EXPORT void CFArrayAppendValue(CFMutableArrayRef array, const void* value);
 

@@ -60,7 +60,7 @@ PLATFORM_EXPORT void CFDictionaryGetKeysAndValues(CFDictionaryRef dictionary, co
 
 /*
  * Add sets a key that is not there yet, Set sets it in any case, Remove takes it out when it is there. When there is no
- * memory std::bad_alloc leaves these functions and the dictionary is as it was. An immutable dictionary is a misuse.
+ * memory the dictionary stays as it was. An immutable dictionary is a misuse.
  */
 PLATFORM_EXPORT void CFDictionaryAddValue(CFMutableDictionaryRef dictionary, const void* key, const void* value);
 PLATFORM_EXPORT void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value);
