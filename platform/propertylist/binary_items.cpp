@@ -10,6 +10,9 @@ namespace {
 
 constexpr std::size_t kSlotsPerItem = 2;  // at least: the table is never more than half full
 
+// For so many members of a collection room is made at once; of very many, few may be different.
+constexpr std::size_t kMostRoomAhead = 1024;
+
 BinaryItem number_item(const NumberContents& number) {
   BinaryItem item;
   switch (number.fixed_type) {
@@ -168,7 +171,7 @@ void BinaryItems::enter(const Object& collection) {
   item.on_path = true;
   item.first_reference = references_.size();
   references_.resize(references_.size() + level.members());
-  make_room_for(level.members());
+  make_room_for(std::min(level.members(), kMostRoomAhead));
   path_.push_back(level);
 }
 

@@ -5,6 +5,7 @@
 #include <bit>
 #include <charconv>
 #include <string_view>
+#include <utility>
 
 #include "propertylist/big_endian.h"
 #include "propertylist/binary_format.h"
@@ -256,7 +257,7 @@ class Reader {
     pairs.reserve(body.length);
     for (std::size_t index = 0; index < body.length; ++index) {
       std::string key = read_key(reference_at(body, index));
-      pairs.emplace_back(std::move(key), read_value(reference_at(body, body.length + index)));
+      pairs.push_back({std::move(key), read_value(reference_at(body, body.length + index))});
     }
     expect_different_keys(pairs, offset);
     return pairs;

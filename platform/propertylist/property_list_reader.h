@@ -4,11 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <variant>
 #include <vector>
 
@@ -18,14 +16,20 @@ namespace hub::platform {
 
 // A property list's value, independent of CoreFoundation objects.
 struct PropertyListValue;
+struct PropertyListMember;
 using PropertyListArray = std::vector<PropertyListValue>;
-using PropertyListDictionary = std::vector<std::pair<std::string, PropertyListValue>>;  // in the file's order
+using PropertyListDictionary = std::vector<PropertyListMember>;  // in the file's order
 
 struct PropertyListValue {
-  // Texts are UTF-8; a lone surrogate of a UTF-16 string is an error.
+  // Texts are UTF-8.
   std::variant<bool, std::int64_t, double, std::string, std::vector<std::byte>, PropertyListArray,
                PropertyListDictionary>
       value;
+};
+
+struct PropertyListMember {
+  std::string key;  // UTF-8
+  PropertyListValue value;
 };
 
 // What is read at most. A value that is shared counts wherever it stands: few bytes can stand for very many values.
@@ -41,9 +45,9 @@ class PLATFORM_EXPORT PropertyListError : public std::runtime_error {
 
 // Reads a binary property list of format 1.0. Refuses with a PropertyListError what is damaged or hostile: a missing
 // head or trailer, offsets and references outside, objects that contain themselves, lengths beyond the bytes, keys that
-// are no texts or stand twice, objects that a PropertyListValue does not hold (dates, integers beyond signed 64 bits,
-// no value at all), invalid texts, and what is beyond the limits above. What no object leads to is not looked at. [any
-// thread]
+// are no texts or stand twice, objects that a PropertyListValue does not hold (dates, integers beyond signed 64 bits),
+// lone surrogates and other invalid texts, and what is beyond the limits above. What no object leads to is not looked
+// at. [any thread]
 PLATFORM_EXPORT PropertyListValue read_property_list(std::span<const std::byte> bytes);
 
 }  // namespace hub::platform

@@ -376,9 +376,9 @@ TEST_F(PropertyListReader, reads_what_was_written) {
 }
 
 TEST_F(PropertyListReader, reads_many_different_objects_as_written) {
-  PropertyListArray values;
-  for (std::int64_t number = 0; number < 70000; ++number) {
-    values.push_back({number});
+  PropertyListArray values(70000);
+  for (std::size_t index = 0; index < values.size(); ++index) {
+    values[index].value = static_cast<std::int64_t>(index);
   }
   const PropertyListValue value{std::move(values)};
   EXPECT_EQ(read(written(value)), shown(value));
