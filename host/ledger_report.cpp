@@ -2,47 +2,18 @@
 #include "host/ledger_report.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cstddef>
 #include <nlohmann/json.hpp>
-#include <string_view>
 #include <vector>
+
+#include "host/printable_text.h"
 
 namespace hub::host {
 namespace {
 
 using platform::LedgerContents;
 
-template <typename Number>
-std::string number_text(Number number) {
-  std::array<char, 32> room{};
-  return {room.data(), std::to_chars(room.data(), room.data() + room.size(), number).ptr};
-}
-
-bool is_control(char character) { return static_cast<unsigned char>(character) < ' ' || character == '\x7F'; }
-
-std::string printable(std::string_view key) {
-  constexpr std::string_view kDigits = "0123456789abcdef";
-  std::string text;
-  for (const char character : key) {
-    if (is_control(character)) {
-      text += {'\\', 'x', kDigits[static_cast<std::size_t>(character) / 16],
-               kDigits[static_cast<std::size_t>(character) % 16]};
-    } else {
-      text += character;
-    }
-  }
-  return text;
-}
-
 using Row = std::vector<std::string>;
-
-// Characters, not bytes: those that continue a character take no room.
-std::size_t width_of(std::string_view text) {
-  return static_cast<std::size_t>(std::count_if(
-      text.begin(), text.end(), [](char byte) { return (static_cast<unsigned>(byte) & 0xC0U) != 0x80U; }));
-}
 
 std::vector<std::size_t> widths_of(const std::vector<Row>& rows) {
   std::vector<std::size_t> widths(rows.front().size());
