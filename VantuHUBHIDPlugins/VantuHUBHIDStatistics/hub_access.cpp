@@ -38,7 +38,10 @@ struct ClientCall {
 // The result of a step, told when it is a failure.
 IOReturn told(IOReturn result, int line) {
   if (result != kIOReturnSuccess) {
-    logAssertion("kr == 0 ", mach_error_string(result), line, static_cast<std::uint32_t>(result));
+    logAssertion({.expression = "kr == 0 ",
+                  .text = mach_error_string(result),
+                  .line = line,
+                  .value = static_cast<std::uint32_t>(result)});
   }
   return result;
 }
@@ -51,7 +54,7 @@ IOReturn callClient(io_connect_t connection, const ClientCall& call) {
 IOReturn openAndCall(const char* name, const ClientCall& call, const FailureLines& lines) {
   const HeldService service(IOServiceGetMatchingService(kIOMasterPortDefault, IOServiceNameMatching(name)));
   if (service.get() == IO_OBJECT_NULL) {
-    logAssertion("service", nullptr, lines.service, 0);
+    logAssertion({.expression = "service", .line = lines.service});
     return kIOReturnError;
   }
   io_connect_t connection = IO_OBJECT_NULL;
@@ -69,7 +72,7 @@ IOReturn openAndCall(const char* name, const ClientCall& call, const FailureLine
 IOReturn VantuHUBHIDStatistics::getHubProperty(ServiceContext* context, std::uint32_t property, void* buffer,
                                                std::size_t length, std::size_t* outLength) {
   if (context->_driver._interface == nullptr) {
-    logAssertion("context->_driver._interface", nullptr, kNoDriverInterfaceLine, 0);
+    logAssertion({.expression = "context->_driver._interface", .line = kNoDriverInterfaceLine});
     return kIOReturnNotReady;
   }
   const IOReturn result = performCommand(context, kReadPropertyCommand, &property, sizeof property, buffer, &length);

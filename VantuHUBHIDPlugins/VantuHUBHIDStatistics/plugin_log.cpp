@@ -21,9 +21,9 @@ void releasePluginLog() { os_release(processLog); }
 
 os_log_t pluginLog() { return processLog; }
 
-void logAssertion(const char* expression, const char* errorText, int line, std::uint32_t value) {
+void logAssertion(const FailedCheck& check) {
   if (os_log_type_enabled(pluginLog(), OS_LOG_TYPE_DEFAULT)) {
-    os_log(pluginLog(), "%s: AssertMacros: %s, %s file: %s, line: %d value:%x\n", "", expression,
-           errorText != nullptr ? errorText : "", kSourcePath, line, value);
+    os_log(pluginLog(), "%s: AssertMacros: %s, %s file: %s, line: %d value:%x\n", check.prefix, check.expression,
+           check.text != nullptr ? check.text : "", kSourcePath, check.line, check.value);
   }
 }

@@ -15,6 +15,14 @@ void releasePluginLog();
 // The log; NULL, through which nothing is recorded, before it was created. [any thread]
 os_log_t pluginLog();
 
-// Tells, at default level, that `expression` failed at this line of the plug-in's source as the firmware's engineers
-// know it. `errorText` may be NULL. [any thread]
-void logAssertion(const char* expression, const char* errorText, int line, std::uint32_t value);
+// A precondition that did not hold.
+struct FailedCheck {
+  const char* prefix = "";
+  const char* expression;
+  const char* text = "";  // what the kernel says about it; NULL: nothing
+  int line;               // of the plug-in's source as the firmware's engineers know it
+  std::uint32_t value = 0;
+};
+
+// Tells of it at default level. [any thread]
+void logAssertion(const FailedCheck& check);

@@ -135,10 +135,10 @@ Interface** queryInterface(const HeldPlugIn& plugIn, CFUUIDRef interfaceID, cons
   void* interface = nullptr;
   const HRESULT status = (*plugIn.get())->QueryInterface(plugIn.get(), CFUUIDGetUUIDBytes(interfaceID), &interface);
   if (!SUCCEEDED(status)) {
-    logAssertion("((HRESULT)(Status) >= 0)", nullptr, failures.statusLine, 0);
+    logAssertion({.expression = "((HRESULT)(Status) >= 0)", .line = failures.statusLine});
   }
   if (interface == nullptr) {
-    logAssertion(failures.expression, nullptr, failures.interfaceLine, 0);
+    logAssertion({.expression = failures.expression, .line = failures.interfaceLine});
   }
   return static_cast<Interface**>(interface);
 }
@@ -248,7 +248,7 @@ void VantuHUBHIDStatistics::addStateHandlers(ServiceContext& context, const Serv
 // Answers explicit requests only, so that an error or fault does not make the co-processor work.
 void VantuHUBHIDStatistics::addStateHandler(ServiceContext& context, StateHandler handler) {
   os_state_add_handler(queue_, [this, &context, handler](os_state_hints_t hints) {
-    return hints->api == OS_STATE_API_REQUEST ? (this->*handler)(hints, &context) : nullptr;
+    return hints != nullptr && hints->api == OS_STATE_API_REQUEST ? (this->*handler)(hints, &context) : nullptr;
   });
 }
 
@@ -256,7 +256,7 @@ void VantuHUBHIDStatistics::addRawDebugHandlers(ServiceContext& context) {
   for (const RawDebugRow& row : kRawDebugRows) {
     for (std::uint32_t index = 0; index < row.handlers; ++index) {
       os_state_add_handler(queue_, [this, &context, index, &row](os_state_hints_t hints) {
-        return hints->api >= OS_STATE_API_FAULT
+        return hints != nullptr && hints->api >= OS_STATE_API_FAULT
                    ? stateHandler_RawDebugData(hints, &context, index, kRawDebugBatchSize, row.kind, row.parameter)
                    : nullptr;
       });
