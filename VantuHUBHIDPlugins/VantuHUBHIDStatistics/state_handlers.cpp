@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the state captures of the co-processor's services hold: no records yet.
+// State captures that hold no records yet.
 #include "VantuHUBHIDStatistics.h"
-
-os_state_data_t VantuHUBHIDStatistics::stateHandler_SSHBStats(os_state_hints_t, ServiceContext*) { return nullptr; }
-
-os_state_data_t VantuHUBHIDStatistics::stateHandler_SSHBAssets(os_state_hints_t, ServiceContext*) { return nullptr; }
 
 os_state_data_t VantuHUBHIDStatistics::stateHandler_SensorInfo(os_state_hints_t, ServiceContext*) { return nullptr; }
 
