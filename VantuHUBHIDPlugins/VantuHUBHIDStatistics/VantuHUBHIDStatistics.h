@@ -112,8 +112,11 @@ class VantuHUBHIDStatistics {
   os_state_data_t stateHandler_SSHBStats(os_state_hints_t hints, ServiceContext* context);
   os_state_data_t stateHandler_SSHBAssets(os_state_hints_t hints, ServiceContext* context);
   os_state_data_t stateHandler_SensorInfo(os_state_hints_t hints, ServiceContext* context);
+  // `index` numbers the title, `batchSize` is the most reports that one read may give, `kind` says where they come from
+  // (1 firmware, 2 its driver, 3 the driver's errors), `parameter` goes to the firmware.
   os_state_data_t stateHandler_RawDebugData(os_state_hints_t hints, ServiceContext* context, std::uint32_t index,
                                             std::uint32_t batchSize, std::uint32_t kind, std::uint32_t parameter);
+  IOReturn readFirmwareReports(std::uint32_t parameter, void* buffer, std::size_t* length);
 
   // The table pointer comes first: a pointer to the object is an interface, a pointer to a pointer to a table.
   const IOHIDSessionFilterPlugInInterface* interface_ = &vtbl;
