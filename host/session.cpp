@@ -8,6 +8,7 @@
 
 #include "dispatch/dispatch.h"
 #include "host/batch_delivery.h"
+#include "host/capture_writer.h"
 #include "host/log_file.h"
 #include "host/modelled_registry.h"
 #include "host/observations.h"
@@ -147,6 +148,20 @@ class RunningPlugIn {
   dispatch_queue_t queue_;
 };
 
+// Makes all captures, one after the other. Returns how many snapshots there were.
+std::size_t make_captures(const std::vector<std::uint32_t>& kinds, CaptureWriter* writer) {
+  std::size_t snapshots = 0;
+  for (std::size_t capture = 0; capture < kinds.size(); ++capture) {
+    platform::capture_state(kinds[capture], [&](std::size_t handler, const platform::OwnedStateData& record) {
+      if (writer != nullptr) {
+        writer->add(capture, kinds[capture], handler, *record);
+      }
+      ++snapshots;
+    });
+  }
+  return snapshots;
+}
+
 std::string listed(const std::vector<std::string>& names) {
   std::string text;
   for (const std::string& name : names) {
@@ -175,6 +190,14 @@ void tell_statistics(std::ostream& output, const BatchDelivery& delivery, std::s
   }
   if (dropped != 0) {
     output << ", " << counted(dropped, "batch", "batches") << " dropped";
+  }
+  output << "\n";
+}
+
+void tell_snapshots(std::ostream& output, const SessionOptions& options, std::size_t snapshots) {
+  output << "snapshots   " << snapshots << " made in " << counted(options.captures.size(), "capture", "captures");
+  if (options.captures_folder) {
+    output << ": " << *options.captures_folder;
   }
   output << "\n";
 }
@@ -214,6 +237,10 @@ bool tell_failure(std::ostream& messages, const std::optional<std::string>& fail
 }  // namespace
 
 bool run_session(const Device& device, const SessionOptions& options, std::ostream& output, std::ostream& messages) {
+  std::optional<CaptureWriter> writer;
+  if (options.captures_folder) {
+    writer.emplace(*options.captures_folder);
+  }
   platform::SqliteLedger ledger = options.ledger ? platform::SqliteLedger(*options.ledger) : platform::SqliteLedger();
   const LedgerInUse ledger_in_use(ledger);
   LogRecording log(options.log, options.log_level);
@@ -230,6 +257,10 @@ bool run_session(const Device& device, const SessionOptions& options, std::ostre
     }
     queue.finish();
     tell_statistics(output, delivery, dropped);
+    tell_snapshots(output, options, make_captures(options.captures, writer ? &*writer : nullptr));
+  }
+  if (writer) {
+    writer->complete();
   }
   log.finish();
   tell_files(output, options, ledger);

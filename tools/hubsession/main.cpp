@@ -3,12 +3,16 @@
 #include <iostream>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "host/capture_writer.h"
 #include "host/clock_sources.h"
 #include "host/device_file.h"
 #include "host/ledger_report.h"
 #include "host/plugin_loader.h"
 #include "host/session.h"
+#include "host/snapshot_file.h"
+#include "host/snapshot_text.h"
 #include "tools/command_line.h"
 
 namespace {
@@ -43,6 +47,16 @@ class Run {
     add_parsed_option(app, "--log-level", log_level_, parse_log_level, "default, error, fault or off",
                       "The lowest level that is logged: default, error, fault or off")
         ->type_name("LEVEL");
+    app.add_option_function<std::vector<std::string>>(
+           "--capture", [this](const std::vector<std::string>& kinds) { set_captures(kinds); },
+           "Capture state: 1 for an error, 2 for a fault, 3 for an explicit\nrequest; again for another capture. "
+           "Default: 3")
+        ->type_name("KIND")
+        ->allow_extra_args(false);
+    add_parsed_option(
+        app, "--out", options_.captures_folder, parse_file_name, "DIR, a name that is not empty",
+        "The folder for the snapshots: new, empty, or one that holds an\nearlier capture, which is replaced")
+        ->type_name("DIR");
     add_parsed_option(app, "--boot-time", boot_time_, parse_boot_time, "\"none\", or microseconds from 0 to 2^63 - 1",
                       "The boot time in microseconds; none: it cannot be had.\nDefault: this machine's")
         ->type_name("US|none");
@@ -59,6 +73,16 @@ class Run {
   }
 
  private:
+  void set_captures(const std::vector<std::string>& kinds) {
+    options_.captures.clear();
+    for (const std::string& kind : kinds) {
+      if (kind != "1" && kind != "2" && kind != "3") {
+        throw CLI::ValidationError("--capture", "expected 1, 2 or 3, not \"" + kind + "\"");
+      }
+      options_.captures.push_back(static_cast<std::uint32_t>(kind.front() - '0'));
+    }
+  }
+
   std::string device_;
   std::optional<std::string> plugin_;
   std::optional<LowestLogLevel> log_level_;
@@ -84,21 +108,44 @@ class Ledger {
   bool json_ = false;
 };
 
+class Show {
+ public:
+  void describe(CLI::App& app) {
+    app.add_option("FILE", files_, "Snapshots to show")->required()->type_name("");
+    app.add_flag("--json", json_, "One JSON object a snapshot, for tools");
+  }
+
+  int operator()() const {
+    for (const std::string& file : files_) {
+      const Snapshot snapshot = read_snapshot_file(file);
+      std::cout << (json_ ? snapshot_json(snapshot) : snapshot_text(snapshot));
+    }
+    return kDone;
+  }
+
+ private:
+  std::vector<std::string> files_;
+  bool json_ = false;
+};
+
 int run(int count, char** words) {
   CLI::App app("Plays device files to the co-processor's plug-in.", "hubsession");
   app.set_version_flag("--version", "hubsession " HUB_VERSION);
   app.require_subcommand(1);
   CLI::App& run_words = *app.add_subcommand("run", "Play a device file: announce its services, post its statistics");
   CLI::App& ledger_words = *app.add_subcommand("ledger", "Show what a statistics database holds");
+  CLI::App& show_words = *app.add_subcommand("show", "Show the snapshots of a state capture");
   Run run_device;
   Ledger show_ledger;
+  Show show_snapshots;
   run_device.describe(run_words);
   show_ledger.describe(ledger_words);
+  show_snapshots.describe(show_words);
   if (const auto exit_status = parse_command_line(app, [&] { app.parse(reversed_words(count, words)); })) {
     return *exit_status;
   }
   try {
-    const int status = run_words.parsed() ? run_device() : show_ledger();
+    const int status = run_words.parsed() ? run_device() : ledger_words.parsed() ? show_ledger() : show_snapshots();
     std::cout.flush();
     if (!std::cout) {
       std::cerr << "hubsession: standard output cannot be written\n";
@@ -106,6 +153,9 @@ int run(int count, char** words) {
     }
     return status;
   } catch (const DeviceFileError& error) {
+    std::cerr << "hubsession: " << error.what() << "\n";
+    return kUsageError;
+  } catch (const CaptureFolderError& error) {
     std::cerr << "hubsession: " << error.what() << "\n";
     return kUsageError;
   }
