@@ -90,10 +90,11 @@ void check_schema(Database& database) {
   check_tables(database);
 }
 
+// SQLite may name the database on a line of its own, in front of what is wrong in it.
 void check_damage(Database& database) {
   const std::string result = database.text("PRAGMA integrity_check(1)");
   if (result != "ok") {
-    database.refuse("is damaged: " + result);
+    database.refuse("is damaged: " + result.substr(result.rfind('\n') + 1));
   }
 }
 

@@ -265,6 +265,15 @@ TEST_F(LedgerOpening, file_with_an_index_that_does_not_fit_is_refused) {
   expect_refusal("is damaged: ");
 }
 
+TEST_F(LedgerOpening, file_with_a_page_of_nonsense_is_refused_in_one_line) {
+  make_ledger();
+  std::string bytes = files().at("ledger");
+  bytes.replace(bytes.size() - kPageSize, kPageSize, kPageSize, '\xA5');
+  write_file(bytes);
+  expect_refusal("is damaged: Page ");
+  EXPECT_EQ(error().find('\n'), std::string::npos);
+}
+
 TEST_F(LedgerOpening, file_locked_by_another_process_is_refused_and_opens_later) {
   make_ledger();
   {
