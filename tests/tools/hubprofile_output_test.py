@@ -7,7 +7,6 @@ import os
 import pathlib
 import pty
 import re
-import resource
 import signal
 import struct
 import subprocess
@@ -15,10 +14,9 @@ import termios
 import unittest
 
 from command_test import (
-    INVALID_TEXT_RECORD, RECORD_BYTES, SANITIZERS, CommandTest, OutputFolderTest,
-    lines, records, respect_permissions)
-
-MEBIBYTE = 1 << 20
+    MEBIBYTE, SANITIZERS, closing, limiting_files, respect_permissions)
+from decoding_test import (
+    INVALID_TEXT_RECORD, RECORD_BYTES, DecodingTest, OutputFolderTest, lines, records)
 
 
 class OutputFile(OutputFolderTest):
@@ -130,7 +128,7 @@ class OutputFileEndedBySignal(OutputFolderTest):
         self.assert_only_output(lines(1))
 
 
-class OutputErrors(CommandTest):
+class OutputErrors(DecodingTest):
     FULL = "No space left on device"
 
     def assert_output_stays(self, name, **options):
@@ -162,7 +160,7 @@ class OutputErrors(CommandTest):
                 result = self.assert_output_stays(
                     self.old_file("lines"), data=records(*range(200)),
                     restore_signals=restore_signals,
-                    preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit)))
+                    preexec_fn=limiting_files(limit))
                 self.assert_failed(result, b"", "lines: File too large")
 
     def test_folder_as_output_is_told(self):
@@ -225,7 +223,7 @@ class OutputErrors(CommandTest):
         self.assertEqual(records(1) + lines(2), self.content("a"))
 
 
-class ReaderGone(CommandTest):
+class ReaderGone(DecodingTest):
     """The reader takes the first line of many and goes."""
 
     def leave(self, **options):
@@ -265,7 +263,7 @@ class ReaderGone(CommandTest):
         self.assert_quiet(*(self.finish(process)[index] for index in (0, 2)))
 
 
-class LivePipe(CommandTest):
+class LivePipe(DecodingTest):
     """A writer that waits for each line before it goes on."""
 
     def setUp(self):
@@ -332,7 +330,7 @@ class LivePipe(CommandTest):
         self.assert_decoded(self.finish(self.process), lines(1))
 
 
-class Memory(CommandTest):
+class Memory(DecodingTest):
     patience_seconds = 600  # sanitizers are slow
 
     # Blocks and lines take 64 KiB and 1 MiB. Sanitizers add shadow memory, and what
@@ -362,7 +360,7 @@ class Memory(CommandTest):
         self.assertLess(self.peak_bytes("large.bin") - self.peak_bytes(), self.LIMIT_BYTES)
 
 
-class Progress(CommandTest):
+class Progress(DecodingTest):
     SHOWN = "a.bin: 100 %, 3 records"
 
     def setUp(self):
@@ -453,43 +451,37 @@ class Progress(CommandTest):
         self.assertIn("hubprofile: missing: No such file or directory", message_lines)
 
 
-class StandardStreams(CommandTest):
+class StandardStreams(DecodingTest):
     """Streams that the parent closed, or opened not to block."""
 
-    def closing(self, *descriptors):
-        def close():
-            for descriptor in descriptors:
-                os.close(descriptor)
-        return close
-
     def test_closed_standard_input_is_told(self):
-        result = self.decode(preexec_fn=self.closing(0))
+        result = self.decode(preexec_fn=closing(0))
         self.assert_failed(result, b"", "standard input: Bad file descriptor")
 
     def test_closed_standard_input_is_no_matter_when_files_are_read(self):
-        result = self.decode(self.file("a.bin", records(1)), preexec_fn=self.closing(0))
+        result = self.decode(self.file("a.bin", records(1)), preexec_fn=closing(0))
         self.assert_decoded(result, lines(1))
 
     def test_closed_standard_output_is_told(self):
-        result = self.decode(self.file("a.bin", records(1)), preexec_fn=self.closing(1))
+        result = self.decode(self.file("a.bin", records(1)), preexec_fn=closing(1))
         self.assert_failed(result, b"", "standard output: Bad file descriptor")
         self.assertEqual(records(1), self.content("a.bin"))
 
     def test_closed_standard_output_is_no_matter_when_a_file_is_written(self):
         result = self.decode("-o", "lines", self.file("a.bin", records(1)),
-                             preexec_fn=self.closing(1))
+                             preexec_fn=closing(1))
         self.assert_decoded(result, b"")
         self.assertEqual(lines(1), self.content("lines"))
 
     def test_closed_standard_error_takes_no_message_elsewhere(self):
         result = self.decode("missing", "-o", "lines", self.file("a.bin", records(1)),
-                             preexec_fn=self.closing(2))
+                             preexec_fn=closing(2))
         self.assertEqual((1, b"", ""), result)
         self.assertEqual((records(1), lines(1)), (self.content("a.bin"), self.content("lines")))
 
     def test_all_closed_still_writes_the_output_file(self):
         result = self.decode("missing", "-o", "lines", self.file("a.bin", records(1)),
-                             preexec_fn=self.closing(0, 1, 2))
+                             preexec_fn=closing(0, 1, 2))
         self.assertEqual((1, b"", ""), result)
         self.assertEqual((records(1), lines(1)), (self.content("a.bin"), self.content("lines")))
 

@@ -8,12 +8,13 @@ import struct
 import time
 import unittest
 
-from command_test import (
-    INVALID_TEXT_RECORD, RECORD_BYTES, WORKED_LINE, WORKED_RECORD, CommandTest,
-    lines, record, records, respect_permissions, sensor_named)
+from command_test import respect_permissions
+from decoding_test import (
+    INVALID_TEXT_RECORD, RECORD_BYTES, WORKED_LINE, WORKED_RECORD, DecodingTest,
+    lines, record, records, sensor_named)
 
 
-class Lines(CommandTest):
+class Lines(DecodingTest):
     def test_worked_record_gives_exactly_the_worked_line(self):
         self.assert_decoded(self.decode(data=WORKED_RECORD), WORKED_LINE)
 
@@ -35,7 +36,7 @@ class Lines(CommandTest):
         self.assertIn(b"'name':           'a\nb',", result.output)
 
 
-class Inputs(CommandTest):
+class Inputs(DecodingTest):
     def test_files_are_decoded_in_turn(self):
         first, second = self.file("b.bin", records(1, 2)), self.file("a.bin", records(3))
         self.assert_decoded(self.decode(first, second), lines(1, 2, 3))
@@ -94,7 +95,7 @@ class Inputs(CommandTest):
                 self.assert_decoded(self.decode(path, data=b""), lines(1))
 
 
-class InvalidText(CommandTest):
+class InvalidText(DecodingTest):
     MESSAGE = "hubprofile: {} no line: the text in it is not valid UTF-8\n"
 
     def test_record_without_valid_text_gives_no_line_and_is_counted(self):
@@ -131,7 +132,7 @@ class InvalidText(CommandTest):
         self.assertEqual((1, ""), (result.output.count(b"\n"), result.messages))
 
 
-class Timesync(CommandTest):
+class Timesync(DecodingTest):
     # Nov 16 2023 04:51:21.123456 UTC.
     CALENDAR_NS = 1700110281123456000
 
@@ -217,7 +218,7 @@ class Timesync(CommandTest):
                 self.assert_decoded(result, expected)
 
 
-class BootTime(CommandTest):
+class BootTime(DecodingTest):
     def boot_times(self, *options, count=1):
         result = self.run_command(*options, data=records(*range(count)))
         self.assertEqual(("", 0), (result.messages, result.status))
@@ -248,7 +249,7 @@ class BootTime(CommandTest):
         self.assertEqual([boot_times[0][:1] * 2] * 20, boot_times)
 
 
-class InputErrors(CommandTest):
+class InputErrors(DecodingTest):
     """A bad input stands between two good ones, which are decoded all the same."""
 
     def decode_between_good_files(self, name, **options):
@@ -294,7 +295,7 @@ class InputErrors(CommandTest):
                            "y: No such file or directory")
 
 
-class Truncation(CommandTest):
+class Truncation(DecodingTest):
     def message(self, name, offset_bytes, left_over_bytes):
         remain = "byte is" if left_over_bytes == 1 else "bytes are"
         return (f"{name}: ends inside a record: at offset {offset_bytes}, {left_over_bytes} "
@@ -334,7 +335,7 @@ class Truncation(CommandTest):
         self.assertEqual(lines(1), self.content("lines"))
 
 
-class Options(CommandTest):
+class Options(DecodingTest):
     CLOCK_PAIR = "HUB,CALENDAR"
     BOOT_TIME = "microseconds"
 
