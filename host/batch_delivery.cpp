@@ -12,11 +12,39 @@ constexpr std::byte kRecordVersion{0x43};  // a record's first byte
 }  // namespace
 
 bool BatchDelivery::post(const Batch& batch, const ModelledService& service) {
-  return service.device != nullptr &&
-         service.device->post([this, &batch](const DeviceModel::Publish& publish) { deliver(batch, publish); });
+  if (service.device == nullptr) {
+    return false;
+  }
+  begin();
+  const bool is_posted = service.device->post([this, &batch](const DeviceModel::Publish& publish) {
+    file(batch, publish);
+    end();
+  });
+  if (!is_posted) {
+    end();
+  }
+  return is_posted;
 }
 
-void BatchDelivery::deliver(const Batch& batch, const DeviceModel::Publish& publish) try {
+void BatchDelivery::finish() {
+  std::unique_lock lock(mutex_);
+  delivered_.wait(lock, [this] { return under_way_ == 0; });
+}
+
+void BatchDelivery::begin() {
+  const std::lock_guard lock(mutex_);
+  ++under_way_;
+}
+
+// The last thing that a delivery does: whoever waits may end this object once the lock is given back.
+void BatchDelivery::end() {
+  const std::lock_guard lock(mutex_);
+  --under_way_;
+  delivered_.notify_all();
+}
+
+void BatchDelivery::file(const Batch& batch, const DeviceModel::Publish& publish) try {
+  const std::lock_guard lock(filing_);
   if (failure_) {
     return;
   }

@@ -256,6 +256,7 @@ bool run_session(const Device& device, const SessionOptions& options, std::ostre
       notify_post(name.c_str());
     }
     queue.finish();
+    delivery.finish();  // on queues that the plug-in made
     tell_statistics(output, delivery, dropped);
     tell_snapshots(output, options, make_captures(options.captures, writer ? &*writer : nullptr));
   }

@@ -2,6 +2,7 @@
 #include "host/batch_delivery.h"
 
 #include <algorithm>
+#include <latch>
 #include <list>
 #include <optional>
 
@@ -83,6 +84,13 @@ TEST_F(Delivery, batches_reach_the_callback_and_the_ledger_in_order_and_are_coun
   EXPECT_EQ(delivery->failure(), std::nullopt);
 }
 
+TEST_F(Delivery, records_of_another_version_are_counted_apart) {
+  EXPECT_TRUE(post("Count-1older-2Count-3"));
+  finish();
+  EXPECT_EQ(delivery->published(), 2U);
+  EXPECT_EQ(delivery->skipped(), 1U);
+}
+
 TEST_F(Delivery, empty_batch_reaches_the_callback) {
   EXPECT_TRUE(post(""));
   finish();
@@ -112,6 +120,41 @@ TEST_F(Delivery, batch_of_a_service_without_a_device_is_not_delivered) {
   EXPECT_FALSE(post("Count-1"));
   const ModelledService lone{"lone", {}, nullptr};
   EXPECT_FALSE(delivery->post(batches.front(), lone));
+}
+
+TEST_F(Delivery, is_finished_when_all_batches_have_arrived_on_their_queue) {
+  std::latch finished(1);
+  dispatch_async(queue, [&finished] { finished.wait(); });
+  EXPECT_TRUE(post("Count-1"));
+  EXPECT_TRUE(post("Count-2"));
+  EXPECT_EQ(delivery->batches(), 0U);
+  finished.count_down();
+  delivery->finish();
+  EXPECT_EQ(story, "Count-1 Count-2 ");
+  EXPECT_EQ(delivery->batches(), 2U);
+}
+
+TEST_F(Delivery, is_finished_when_nothing_was_posted_or_taken) {
+  delivery->finish();
+  (*device)->setStatisticsCallback(device, nullptr, nullptr);
+  EXPECT_FALSE(post("Count-1"));
+  delivery->finish();
+}
+
+TEST_F(Delivery, batches_of_devices_on_several_queues_are_filed_one_at_a_time) {
+  const Queue other_queue;
+  const ModelledService other{"other", {}, std::make_shared<DeviceModel>(host::DevicePlan{}, observations)};
+  auto** interface = query<IOHIDHubDeviceInterface>(plugin_of(*other.device), kIOHIDHubDeviceInterfaceID).interface;
+  (*interface)->setStatisticsCallback(interface, publish, this);
+  (*interface)->setDispatchQueue(interface, other_queue);
+  for (int pair = 0; pair < 20; ++pair) {
+    EXPECT_TRUE(post("Count-1"));
+    EXPECT_TRUE(delivery->post(batches.back(), other));
+  }
+  delivery->finish();
+  EXPECT_EQ(delivery->failure(), std::nullopt);
+  EXPECT_EQ(delivery->batches(), 40U);
+  EXPECT_EQ(scalars(), Rows{"records|40"});
 }
 
 TEST_F(Delivery, batch_that_cannot_begin_stops_it_and_those_behind_it) {

@@ -391,6 +391,12 @@ class PlugIn(SessionTest):
         self.assertIn("            1 left alone: button", result.output.decode().splitlines())
         self.assertIn("statistics  0 records published in 0 batches, 1 batch dropped", result.output.decode())
 
+    def test_that_publishes_on_a_queue_of_its_own_is_waited_for(self):
+        result = self.play(device(*[batch(add(CLICKS))] * 3), "--plugin", self.plugin("publishes_on_own_queue"),
+                           "--ledger", "stats")
+        self.assert_done(result, "statistics  3 records published in 3 batches")
+        self.assertEqual({"late": 3}, self.scalars("stats"))
+
     def test_that_releases_a_registry_handle_too_often_fails(self):
         result = self.play_to(self.plugin("releases_handle_twice"))
         self.assertEqual(1, result.status)
