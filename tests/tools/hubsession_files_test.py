@@ -370,6 +370,20 @@ class Log(SessionTest):
         self.assert_done(self.play(device(), "--log", "log"))
         self.assertEqual([self.REGISTERED], self.log_lines("log"))
 
+    def test_that_is_a_file_of_the_run_is_refused_and_the_file_stays(self):
+        name, plugin = self.device_file(device()), self.file("plugin.so", b"library")
+        self.assert_done(self.run_command("run", name, "--ledger", "stats"))
+        os.symlink("stats", self.folder / "link")
+        os.link(self.folder / name, self.folder / "other name")
+        before = {path: self.content(path) for path in self.names()}
+        for words in ((name, "--log", name), (name, "--log", "other name"), (name, "--log", plugin, "--plugin", plugin),
+                      (name, "--log", "./stats", "--ledger", "stats"), (name, "--ledger", "stats", "--log", "link"),
+                      (name, "--ledger", "new", "--log", f"../{self.folder.name}/new")):
+            result = self.run_command("run", *words)
+            self.assertEqual((b"", 2), (result.output, result.status), words)
+            self.assertIn("hubsession: --log: expected a file that the run does not need otherwise", result.messages)
+        self.assertEqual(before, {path: self.content(path) for path in self.names()})
+
     def test_that_cannot_be_opened_is_told_and_nothing_is_posted(self):
         os.mkdir(self.folder / "folder")
         self.file("closed", b"old\n")

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // hubsession: plays device files to the plug-in. Arguments and exit status; the work is in host/.
+#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -29,6 +30,14 @@ constexpr Word<LowestLogLevel> kLogLevels[] = {
 };
 
 std::optional<LowestLogLevel> parse_log_level(const std::string& word) { return value_of(kLogLevels, word); }
+
+// Whether two names lead to the same file, or would if there were one.
+bool is_same_file(const std::string& one, const std::string& other) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  return fs::equivalent(one, other, error) ||
+         fs::weakly_canonical(fs::absolute(one), error) == fs::weakly_canonical(fs::absolute(other), error);
+}
 
 // One subcommand: its words, and what it does.
 class Run {
@@ -60,6 +69,7 @@ class Run {
     add_parsed_option(app, "--boot-time", boot_time_, parse_boot_time, "\"none\", or microseconds from 0 to 2^63 - 1",
                       "The boot time in microseconds; none: it cannot be had.\nDefault: this machine's")
         ->type_name("US|none");
+    app.callback([this] { expect_log_apart(); });
   }
 
   int operator()() {
@@ -80,6 +90,16 @@ class Run {
         throw CLI::ValidationError("--capture", "expected 1, 2 or 3, not \"" + kind + "\"");
       }
       options_.captures.push_back(static_cast<std::uint32_t>(kind.front() - '0'));
+    }
+  }
+
+  // The log replaces what is there: nothing may be lost by it that the run needs.
+  void expect_log_apart() const {
+    for (const std::optional<std::string>& other : {std::optional(device_), plugin_, options_.ledger}) {
+      if (options_.log && other && is_same_file(*options_.log, *other)) {
+        throw CLI::ValidationError(
+            "--log", "expected a file that the run does not need otherwise, not \"" + *options_.log + "\"");
+      }
     }
   }
 
