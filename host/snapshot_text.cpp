@@ -47,7 +47,7 @@ struct LineText {
   std::string operator()(const PropertyListDictionary&) const { return std::string(kEmpty); }
 
  private:
-  static std::string or_empty(std::string text) { return text.empty() ? std::string(kEmpty) : text; }
+  static std::string or_empty(const std::string& text) { return text.empty() ? std::string(kEmpty) : text; }
 };
 
 std::string line_text(const PropertyListValue& value) { return std::visit(LineText(), value.value); }

@@ -3,18 +3,20 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdint>
 #include <functional>
 
 namespace hub::platform {
 namespace {
 
-constexpr std::size_t kSlotsPerItem = 2;  // at least: the table is never more than half full
+constexpr std::size_t kRefused = SIZE_MAX;  // in place of an item
+constexpr std::size_t kSlotsPerItem = 2;    // at least: the table is never more than half full
 
 // For so many members of a collection room is made at once; of very many, few may be different.
 constexpr std::size_t kMostRoomAhead = 1024;
 
-BinaryItem number_item(const NumberContents& number) {
-  BinaryItem item;
+// Each of these fills an item that is new: what it does not name stays as it is.
+void describe(const NumberContents& number, BinaryItem& item) {
   switch (number.fixed_type) {
     case kCFNumberFloat32Type:
       item.kind = BinaryItem::kSingle;
@@ -29,63 +31,56 @@ BinaryItem number_item(const NumberContents& number) {
       item.bits = static_cast<std::uint64_t>(number.integer);
       break;
   }
-  return item;
 }
 
-BinaryItem text_item(const StringContents& text) {
-  BinaryItem item;
+void describe(const StringContents& text, BinaryItem& item) {
   item.kind = text.ascii ? BinaryItem::kAscii : BinaryItem::kUtf16;
   item.length = text.utf16_length;
   item.bytes = text.utf8;
-  return item;
 }
 
-BinaryItem data_item(std::string_view bytes) {
-  BinaryItem item;
+void describe_data(std::string_view bytes, BinaryItem& item) {
   item.kind = BinaryItem::kData;
   item.length = bytes.size();
   item.bytes = bytes;
-  return item;
 }
 
-BinaryItem boolean_item(bool value) {
-  BinaryItem item;
-  item.kind = value ? BinaryItem::kTrue : BinaryItem::kFalse;
-  return item;
-}
-
-BinaryItem collection_item(BinaryItem::Kind kind, const Object& object, std::size_t length) {
-  BinaryItem item;
+void describe_collection(BinaryItem::Kind kind, const Object& object, std::size_t length, BinaryItem& item) {
   item.kind = kind;
   item.length = length;
   item.bits = reinterpret_cast<std::uintptr_t>(&object);
-  return item;
 }
 
-// None for an object that no property list holds.
-std::optional<BinaryItem> item_of(const Object& object) {
+// False for an object that no property list holds.
+bool describe(const Object& object, BinaryItem& item) {
   switch (object.type->type_id) {
     case kStringTypeId:
-      return text_item(contents_of_string(object));
+      describe(contents_of_string(object), item);
+      return true;
     case kNumberTypeId:
-      return number_item(contents_of_number(object));
+      describe(contents_of_number(object), item);
+      return true;
     case kBooleanTypeId:
-      return boolean_item(contents_of_boolean(object));
+      item.kind = contents_of_boolean(object) ? BinaryItem::kTrue : BinaryItem::kFalse;
+      return true;
     case kDataTypeId:
-      return data_item(contents_of_data(object));
+      describe_data(contents_of_data(object), item);
+      return true;
     case kArrayTypeId:
-      return collection_item(BinaryItem::kArray, object, contents_of_array(object).size());
+      describe_collection(BinaryItem::kArray, object, contents_of_array(object).size(), item);
+      return true;
     case kDictionaryTypeId:
-      return collection_item(BinaryItem::kDictionary, object, contents_of_dictionary(object).size());
+      describe_collection(BinaryItem::kDictionary, object, contents_of_dictionary(object).size(), item);
+      return true;
     default:
-      return std::nullopt;
+      return false;
   }
 }
 
 // Neighbouring numbers and addresses spread over the whole table.
 std::size_t hash_of(const BinaryItem& item) {
   constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;
-  const std::uint64_t contents = item.bits ^ std::hash<std::string_view>{}(item.bytes) ^ item.kind;
+  const std::uint64_t contents = item.bytes.empty() ? item.bits : std::hash<std::string_view>{}(item.bytes);
   return contents * kSpread >> 32U;
 }
 
@@ -105,7 +100,7 @@ CFTypeRef BinaryItems::Level::member() const {
 }
 
 bool BinaryItems::collect(CFTypeRef tree) {
-  if (!add(tree)) {
+  if (add(tree) == kRefused) {
     return false;
   }
   while (!path_.empty()) {
@@ -126,34 +121,34 @@ bool BinaryItems::add_member(Level& level) {
   const bool is_key = level.at_key();
   const CFTypeRef member = level.member();
   ++level.next;
-  const std::optional<std::size_t> item = add(member);
-  if (!item || (is_key && !items_[*item].is_text())) {
+  const std::size_t item = add(member);
+  if (item == kRefused || (is_key && !items_[item].is_text())) {
     return false;
   }
-  references_[reference] = *item;
+  references_[reference] = item;
   return true;
 }
 
-// The place of the item; none when it cannot be one, or contains itself.
-std::optional<std::size_t> BinaryItems::add(CFTypeRef value) {
+// The place of the item; kRefused when it cannot be one, or contains itself.
+std::size_t BinaryItems::add(CFTypeRef value) {
   if (value == nullptr) {
-    return std::nullopt;
+    return kRefused;
   }
   const Object& object = object_of(value, "CFPropertyListCreateData");
-  const std::optional<BinaryItem> item = item_of(object);
-  if (!item) {
-    return std::nullopt;
-  }
   make_room_for(1);
-  std::size_t& slot = slot_of(*item);
-  if (slot != 0) {
-    const std::size_t known = slot - 1;
-    return items_[known].on_path ? std::nullopt : std::optional(known);
+  BinaryItem& item = items_.emplace_back();  // described where it stands, and taken back when it is known
+  if (!describe(object, item)) {
+    return kRefused;
   }
-  items_.push_back(*item);
+  std::size_t& slot = slot_of(item);
+  if (slot != 0) {
+    items_.pop_back();
+    const std::size_t known = slot - 1;
+    return items_[known].on_path ? kRefused : known;
+  }
   slot = items_.size();
   const std::size_t place = slot - 1;
-  if (item->is_collection()) {
+  if (item.is_collection()) {
     enter(object);
   }
   return place;

@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -61,7 +60,7 @@ class BinaryItems {
     std::size_t next = 0;
   };
 
-  std::optional<std::size_t> add(CFTypeRef value);
+  std::size_t add(CFTypeRef value);
   bool add_member(Level& level);
   void enter(const Object& collection);
   std::size_t& slot_of(const BinaryItem& item);

@@ -208,6 +208,8 @@ TEST_F(PropertyListReader, the_offset_table_must_fill_what_is_before_the_trailer
             "offset 36: an offset table at 18446744073709551615, expected it at 9 to 12");
   EXPECT_EQ(read(with_number(list, kTableFromEnd, 11)),
             "offset 20: 2 objects, expected as many as offsets of 1 bytes fill the 1 of the table");
+  EXPECT_EQ(read(with_number(list, kCountFromEnd, 1)),
+            "offset 20: 1 objects, expected as many as offsets of 1 bytes fill the 2 of the table");
   EXPECT_EQ(read(with_number(list, kCountFromEnd, UINT64_MAX)),
             "offset 20: 18446744073709551615 objects, expected as many as offsets of 1 bytes fill the 2 of the table");
   EXPECT_EQ(read(with_number(list_of({"09"}, {8, 1, 0}), kCountFromEnd, 0x2000000000000001)),
@@ -284,6 +286,7 @@ TEST_F(PropertyListReader, invalid_texts_are_refused) {
   EXPECT_EQ(read_one("62 d8 00 00 61"), "offset 9: a lone surrogate, expected a pair");
   EXPECT_EQ(read_one("62 dc 00 d8 00"), "offset 9: a lone surrogate, expected a pair");
   EXPECT_EQ(read_one("61 df ff"), "offset 9: a lone surrogate, expected a pair");
+  EXPECT_EQ(read(list_of({"61 d8 00", "dc 00"})), "offset 9: a lone surrogate, expected a pair") << "behind the text";
 }
 
 TEST_F(PropertyListReader, keys_that_are_no_texts_are_refused) {
