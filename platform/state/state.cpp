@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "corefoundation/misuse.h"
 #include "dispatch/block.h"
 #include "dispatch/retained_queue.h"
 #include "failures/failures.h"
@@ -85,6 +86,14 @@ void capture_state(std::uint32_t api, const std::function<void(std::size_t handl
       take(number, std::move(answer));
     }
   }
+}
+
+OwnedStateData ask_state_handler(std::size_t handler, std::uint32_t api) {
+  const Handlers asked = handlers().all();
+  if (handler >= asked.size()) {
+    misuse("ask_state_handler", "no such handler");
+  }
+  return answer_of(*asked[handler], api);
 }
 
 void clear_state_handlers() { handlers().clear(); }

@@ -26,6 +26,10 @@ PLATFORM_EXPORT std::size_t state_handlers();
 PLATFORM_EXPORT void capture_state(std::uint32_t api,
                                    const std::function<void(std::size_t handler, OwnedStateData data)>& take);
 
+// Asks one handler alone, by its number; NULL when it has nothing to say. A number that no handler has is a misuse.
+// [any thread but the handler's queue]
+PLATFORM_EXPORT OwnedStateData ask_state_handler(std::size_t handler, std::uint32_t api);
+
 // Forgets all handlers and releases their queues; handles are not used again. [host, when nobody captures]
 PLATFORM_EXPORT void clear_state_handlers();
 

@@ -146,6 +146,20 @@ TEST_F(State, handler_with_nothing_to_say_is_skipped_and_keeps_its_number) {
   EXPECT_EQ(asked, (Titles{"first", "second", "third", "fourth"}));
 }
 
+TEST_F(State, one_handler_can_be_asked_alone) {
+  answering("first");
+  answering("second");
+  silent("third");
+  EXPECT_STREQ(platform::ask_state_handler(1, OS_STATE_API_REQUEST)->title, "second");
+  EXPECT_EQ(platform::ask_state_handler(2, OS_STATE_API_REQUEST), nullptr);
+  EXPECT_EQ(asked, (Titles{"second", "third"}));
+}
+
+TEST_F(State, handler_that_is_not_there_cannot_be_asked) {
+  answering("only");
+  EXPECT_DEATH(platform::ask_state_handler(1, OS_STATE_API_REQUEST), "platform: ask_state_handler: no such handler");
+}
+
 TEST_F(State, handler_registered_during_a_capture_is_called_in_the_next) {
   os_state_add_handler(nullptr, [this](os_state_hints_t) {
     answering("later");
