@@ -2,18 +2,23 @@
 # SPDX-License-Identifier: Apache-2.0
 """Predicts what a run of a device file leaves behind, in Python's standard library alone.
 
-The model follows every service through its registration and every operation
-record into the ledger. It shares no table and no code with the plug-in or with
-the host.
+The model follows every service through its registration, every operation
+record into the ledger, and every state capture through the handlers. It shares
+no table and no code with the plug-in or with the host.
 """
 
 import argparse
+import dataclasses
 import json
 import pathlib
 import re
 import struct
 import sys
 from dataclasses import dataclass, field
+
+import capture_model
+import profile_reference
+from far_side import UNSUPPORTED, FarSide, file_bytes, hex_bytes, status_code
 
 LOG_LEVELS = ("default", "error", "fault", "off")
 SUBSYSTEM, LOG_CATEGORY = "NEB", "VantuHUBHIDStatistics"
@@ -30,7 +35,6 @@ USAGES = {
     "debug": ((0xFF00, 0x29),),
 }
 
-RECORD_BYTES = 7
 RECORD_VERSION = 0x43
 UNKNOWN_KEY = "com.vantu.neb.unknown"
 
@@ -116,14 +120,6 @@ def without_comments(text):
         lambda match: match[0] if match[0].startswith('"') else " ", text)
 
 
-def status_code(value, call=0):
-    """The 32 bits that the call of this number, from 0, gives back."""
-    if isinstance(value, dict):
-        sequence = value["sequence"]
-        value = sequence[min(call, len(sequence) - 1)]
-    return (int(value, 16) if isinstance(value, str) else value) & 0xFFFFFFFF
-
-
 def is_negative(code):
     return code >= 0x80000000
 
@@ -131,17 +127,19 @@ def is_negative(code):
 class Node:
     """A registry entry."""
 
-    def __init__(self, given, parent):
+    def __init__(self, given, parent, folder):
         self.parent = parent
         self.name = given["name"]
+        self.class_name = given.get("class", self.name)
+        self.properties = given.get("properties", {})
         # An assigned id equals no number that a device file can name.
         self.id = given.get("id", object())
         self.hid = given.get("hid")
-        self.driver = given.get("driver")
-        self.device = given.get("device")
-        self.driver_opens = 0
+        self.driver, self.device, self.user_client = (
+            FarSide(given[key], folder) if key in given else None
+            for key in ("driver", "device", "userClient"))
         self.has_callback = False
-        self.children = [Node(child, self) for child in given.get("children", ())]
+        self.children = [Node(child, self, folder) for child in given.get("children", ())]
 
     def walk(self):
         """This node and all below it, in document order."""
@@ -159,10 +157,8 @@ class Node:
         reported = self.hid.get("registryID", self.id)
         return 0 if reported is False else reported
 
-    def open_driver(self):
-        code = status_code(self.driver.get("open", 0), self.driver_opens)
-        self.driver_opens += 1
-        return code
+    def open_user_client(self):
+        return self.user_client.open() if self.user_client else UNSUPPORTED
 
 
 def record_bytes(record):
@@ -172,11 +168,9 @@ def record_bytes(record):
 
 def batch_bytes(batch, folder):
     if "hex" in batch:
-        return bytes.fromhex(batch["hex"].replace(" ", ""))
+        return hex_bytes(batch["hex"])
     if "file" in batch:
-        content = (folder / batch["file"]).read_bytes()
-        start = batch.get("offset", 0)
-        return content[start:start + batch.get("length", len(content))]
+        return file_bytes(batch, folder)
     return b"".join(map(record_bytes, batch["records"]))
 
 
@@ -184,7 +178,7 @@ class Device:
     """What a device file holds."""
 
     def __init__(self, given, folder):
-        roots = [Node(root, None) for root in given["registry"]]
+        roots = [Node(root, None, folder) for root in given["registry"]]
         self.nodes = [node for root in roots for node in root.walk()]
         self.services = [node for node in self.nodes if node.hid is not None]
         self.batches = [(self.service_named(batch["service"]),
@@ -197,8 +191,24 @@ class Device:
         return service
 
     def node_with_id(self, number):
-        """The first in document order; None when there is none."""
-        return next((node for node in self.nodes if node.id == number), None)
+        return self.first(lambda node: node.id == number)
+
+    def node_named(self, name):
+        return self.first(lambda node: node.name == name)
+
+    def first(self, matches):
+        """The first node in document order; None when there is none."""
+        return next(filter(matches, self.nodes), None)
+
+    @property
+    def clock_pair(self):
+        """Clocks of the time-sync service; None without the service or its clocks."""
+        node = self.first(lambda node: node.class_name == "VantuHUBTimesync")
+        clocks = node and node.properties.get("timesync")
+        if not isinstance(clocks, dict):
+            return None
+        return tuple(capture_model.counter(clocks, key, 0, 64)
+                     for key in ("hub", "calendar"))
 
 
 def read_device(path):
@@ -257,9 +267,9 @@ class Log:
                                "category": LOG_CATEGORY,
                                "message": message.removesuffix("\n")})
 
-    def assertion(self, expression, line):
-        self.write("default",
-                   f": AssertMacros: {expression},  file: {SOURCE}, line: {line} value:0\n")
+    def assertion(self, expression, line, prefix="", text="", value=0):
+        self.write("default", f"{prefix}: AssertMacros: {expression}, {text} file: {SOURCE},"
+                              f" line: {line} value:{value:x}\n")
 
 
 def alternate_hex(value):
@@ -297,6 +307,17 @@ def raw_debug_handlers(driver):
 # --- The run -----------------------------------------------------------------
 
 
+@dataclass(frozen=True)
+class Snapshot:
+    """What a handler, by its number, gives to a capture, by its number."""
+
+    capture: int
+    kind: int
+    handler: int
+    title: str
+    contents: object
+
+
 @dataclass
 class Outcome:
     """What a run leaves behind."""
@@ -310,6 +331,7 @@ class Outcome:
     handlers: list = field(default_factory=list)
     # Handlers that answer, of each capture.
     captures: list = field(default_factory=list)
+    snapshots: list = field(default_factory=list)
     exit_status: int = 0
 
 
@@ -341,13 +363,13 @@ class Session:
         if device is None:
             return "no device service"
         if self.has_interface(driver.driver, "context->_driver._interface", 278, 279) \
-                and driver.open_driver() != 0:
+                and driver.driver.open() != 0:
             return "driver not opened"
         if self.has_interface(device.device, "context->_device._interface", 295, 296) \
                 and aggregate:
             device.has_callback = True
         if CONSUMER_CONTROL in usages:
-            if device.device is None or not device.device.get("hidDevice", True):
+            if device.device is None or not device.device.given.get("hidDevice", True):
                 return "no HID device"
             self.handlers += (Handler("SSHBStats", driver), Handler("SSHBAssets", driver))
         if "sensor" in flags:
@@ -357,16 +379,17 @@ class Session:
             self.handlers += raw_debug_handlers(driver)
         return "taken"
 
-    def has_interface(self, answers, expression, query_line, null_line):
+    def has_interface(self, far_side, expression, query_line, null_line):
         """Whether a plug-in can be created and gives its interface."""
-        if answers is None or not answers.get("plugin", True):
+        if far_side is None or not far_side.given.get("plugin", True):
             return False
-        given = answers.get("interface", True)
-        if is_negative(status_code(answers.get("query", 0 if given else NO_INTERFACE))):
+        has_interface = far_side.has_interface
+        query = far_side.given.get("query", 0 if has_interface else NO_INTERFACE)
+        if is_negative(status_code(query)):
             self.log.assertion("((HRESULT)(Status) >= 0)", query_line)
-        if not given:
+        if not has_interface:
             self.log.assertion(expression, null_line)
-        return given
+        return has_interface
 
     def publish(self, records):
         for version, op, index, value in struct.iter_unpack("<BBBi", records):
@@ -383,12 +406,16 @@ class Session:
         if name == FAULT_NOTIFICATION:
             self.log.write("fault", "fault!")
 
-    def capture(self, kind):
-        """The handlers that answer; what they read and log belongs here."""
-        return [handler for handler in self.handlers if handler.answers(kind)]
+    def capture(self, number, kind, boot_time_us):
+        """The snapshots of a capture, in the order of the handlers."""
+        hub = capture_model.Hub(self.device, self.log, boot_time_us)
+        for index, handler in enumerate(self.handlers):
+            captured = handler.answers(kind) and capture_model.snapshot_of(hub, handler)
+            if captured:
+                yield Snapshot(number, kind, index, *captured)
 
 
-def run(device, ledger=None, log_level="default", captures=(3,)):
+def run(device, ledger=None, log_level="default", captures=(3,), boot_time_us=None):
     """Plays a device that has not been played before; the ledger is added to."""
     session = Session(device, Ledger() if ledger is None else ledger, log_level)
     outcome = Outcome(session.log.lines, session.ledger, handlers=session.handlers)
@@ -401,7 +428,10 @@ def run(device, ledger=None, log_level="default", captures=(3,)):
             outcome.dropped.append(service.name)
     for name in device.notifications:
         session.notify(name)
-    outcome.captures = [session.capture(kind) for kind in captures]
+    for number, kind in enumerate(captures):
+        outcome.captures.append([handler for handler in session.handlers
+                                 if handler.answers(kind)])
+        outcome.snapshots += session.capture(number, kind, boot_time_us)
     return outcome
 
 
@@ -419,12 +449,19 @@ def main():
     parser.add_argument("device", metavar="DEVICE", help="the device file")
     parser.add_argument("--log-level", choices=LOG_LEVELS, default="default",
                         help="lowest level that is enabled")
+    parser.add_argument("--capture", metavar="KIND", type=int, choices=(1, 2, 3),
+                        action="append", help="a state capture at the end; default: 3")
+    parser.add_argument("--boot-time", metavar="US|none", default=None,
+                        type=profile_reference.boot_time_option,
+                        help="boot time in microseconds; none, the default: left out")
     options = parser.parse_args()
-    outcome = run(read_device(options.device), log_level=options.log_level)
+    outcome = run(read_device(options.device), log_level=options.log_level,
+                  captures=options.capture or (3,), boot_time_us=options.boot_time)
     json.dump({"exit": outcome.exit_status, "services": outcome.services,
                "log": outcome.log, "scalars": outcome.ledger.scalars,
                "samples": outcome.ledger.samples, "dropped": outcome.dropped,
-               "handlers": list(map(handler_text, outcome.handlers))},
+               "handlers": list(map(handler_text, outcome.handlers)),
+               "snapshots": list(map(dataclasses.asdict, outcome.snapshots))},
               sys.stdout, ensure_ascii=False, indent=1)
     print()
     return 0

@@ -75,8 +75,8 @@ def log_events(log):
 
 def open_events(device):
     for node in device.nodes:
-        codes = [session_model.status_code(node.driver.get("open", 0), call) == 0
-                 for call in range(node.driver_opens)] if node.driver else []
+        codes = [session_model.status_code(node.driver.given.get("open", 0), call) == 0
+                 for call in range(node.driver.opens)] if node.driver else []
         if False in codes[:-1]:
             yield "driver opened after a failure" if codes[-1] else "driver failed again"
         if codes[:1] == [True] and False in codes:

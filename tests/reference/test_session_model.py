@@ -51,10 +51,11 @@ def chain(*services, device=ABSENT, **parts):
     return node
 
 
-def play(*roots, batches=(), notifications=(), ledger=None, folder=None, **options):
+def play(*roots, batches=(), notifications=(), ledger=None, folder=None, captures=(),
+         **options):
     device = Device({"registry": copy.deepcopy(roots), "batches": [*batches],
                      "notifications": [*notifications]}, folder)
-    return run(device, ledger, **options)
+    return run(device, ledger, captures=captures, **options)
 
 
 def batch(*records, to="accel"):
