@@ -207,7 +207,7 @@ def main():
         description="Compare hubsession with the model of a run.")
     parser.add_argument("--hubsession", metavar="PATH", required=True,
                         help="the hubsession command")
-    parser.add_argument("--count", type=int, default=400, help="number of device files")
+    parser.add_argument("--count", type=int, default=300, help="number of device files")
     parser.add_argument("--seed", type=int, default=1, help="seed of the device files")
     parser.add_argument("--first", metavar="INDEX", type=int, default=0,
                         help="number of the first device file; default: 0")

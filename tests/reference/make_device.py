@@ -3,7 +3,8 @@
 """Writes random device files for tests: small, well-formed, the same for a seed.
 
 Much in them is broken on purpose: drivers without a parent, failing opens and
-queries, missing interfaces, services that report another node's id.
+queries, missing interfaces, services that report another node's id, replies of
+every length but the right one.
 """
 
 import argparse
@@ -13,6 +14,8 @@ import random
 import struct
 import sys
 from dataclasses import dataclass
+
+from make_replies import ReplyMaker
 
 FAULT_NOTIFICATION = "com.vantu.vantuhubhidstatistics.fault"
 NOTIFICATIONS = (FAULT_NOTIFICATION, FAULT_NOTIFICATION,
@@ -38,7 +41,7 @@ OTHER_USAGES = ((0x0C, 0x02), (0x01, 0x0C), (0x0B, 0x0C), (0xFF00, 0x04), (0xFF0
                 (0xFF00, 0x31), (0x20, 0x29), (0x31, 0x20), (0, 0), (65535, 65535))
 # Usages of a service, weighted.
 USAGE_POOLS = (BUTTON_USAGES[:1], BUTTON_USAGES[:1], BUTTON_USAGES[1:], SENSOR_USAGES,
-               SENSOR_USAGES, DEBUG_USAGES, OTHER_USAGES, (),
+               SENSOR_USAGES, SENSOR_USAGES, SENSOR_USAGES, DEBUG_USAGES, OTHER_USAGES, (),
                BUTTON_USAGES + SENSOR_USAGES + DEBUG_USAGES)
 
 SUCCESSFUL_QUERIES = (0, 1, 0x7FFFFFFF)
@@ -58,6 +61,13 @@ VALUES = (0, 1, -1, 2, 0x7FFF, 0x8000, 0xFFFF, 0x10000, 0x18000, 0xFFFF0000, -65
 REGISTRY_VALUES = ("HUB", "", True, False, 0, -1, 2**63 - 1, -(2**63), 0.5, -1e300,
                    [], [1, "two", [3.5]], {}, {"hub": 5000, "calendar": 1000})
 
+PROFILE_NAMES = ("NEB_profile", "VantuHUBProfileDriver")
+TIME_SYNC_CLASS = "VantuHUBTimesync"
+
+# Kinds of the captures of a run; None: none is asked for, and one of kind 3 is made.
+CAPTURES = (None, None, (3,), (3,), (3, 3), (2, 3), (3, 2, 3), (1, 3), (1, 2, 3), (2,), (1,))
+BOOT_TIMES_US = (None, None, 0, 1700000000123456, 2**63 - 1)
+
 COMMENTS = ("", " plain", " \"quoted", " {[ ]},:", " // again", " /* open", " é 按",
             " \\", "* stars **", " 'Transport'")
 
@@ -71,6 +81,9 @@ class Case:
     log_level: str
     # Play it a second time into the same ledger.
     is_repeated: bool
+    # Kinds of captures; None for the default.
+    captures: tuple
+    boot_time_us: int
 
     def write(self, folder):
         """Writes the files into a folder; returns the device file's path."""
@@ -85,39 +98,25 @@ def declares_statistics(service):
     return service["hid"].get("properties", {}).get("NEBSupportsStatLedger") is True
 
 
-class Maker:
+class Maker(ReplyMaker):
     """Makes one device."""
 
     def __init__(self, rng):
-        self.rng = rng
+        super().__init__(rng, {})
         self.roots = []
         # Nodes below which further services may be put.
         self.device_nodes = []
         self.middles = []
         self.services = []
         self.name_count = 0
-        self.files = {}
-
-    def chance(self, probability):
-        return self.rng.random() < probability
 
     # --- Values --------------------------------------------------------------
 
-    def name(self):
+    def name(self, odd=0.06):
         """A name that no other call gives."""
         self.name_count += 1
         name = f"{self.rng.choice(STEMS)}-{self.name_count:02d}"
-        return f"{name} {self.rng.choice(ODD_ENDS)}"[:127] if self.chance(0.06) else name
-
-    def status(self, code):
-        """One of the forms of a code of 32 bits."""
-        form = self.rng.randrange(4)
-        if form == 0:
-            return code
-        if form == 1:
-            return code - 2**32 if code >= 2**31 else code
-        digits = f"{code:0{self.rng.randrange(1, 9)}x}"
-        return "0x" + (digits.upper() if form == 2 else digits)
+        return f"{name} {self.rng.choice(ODD_ENDS)}"[:127] if self.chance(odd) else name
 
     def open_status(self):
         if self.chance(0.4):
@@ -147,12 +146,22 @@ class Maker:
                 self.rng.choice(SUCCESSFUL_QUERIES + FAILED_QUERIES))
         return answers
 
-    def driver(self):
+    def driver(self, usages):
+        """The answers of a driver, those that its service's handlers ask for first."""
         answers = self.far_side()
-        if self.chance(0.15):
-            answers["properties"] = {"0": {"u32": 7}, "0x3D": {"hex": "0a 0B"}}
+        usages = set(map(tuple, usages))
+        properties, commands = {}, {}
+        if BUTTON_USAGES[0] in usages or self.chance(0.05):
+            properties |= self.button_properties()
+        if usages.intersection(SENSOR_USAGES) or self.chance(0.05):
+            properties |= self.sensor_properties()
+            commands |= self.sensor_commands()
         if self.chance(0.1):
-            answers["commands"] = {"57": {"status": self.status(0xE00002C2)}}
+            commands[self.rng.choice((0, 9, 11, 2**32 - 1))] = self.failure()
+        if properties or self.chance(0.3):
+            answers["properties"] = self.ids(properties)
+        if commands or self.chance(0.3):
+            answers["commands"] = self.ids(commands)
         return answers
 
     def device(self):
@@ -162,12 +171,12 @@ class Maker:
         return answers
 
     def user_client(self):
-        answers = {"open": self.open_status()} if self.chance(0.5) else {}
-        if self.chance(0.3):
-            answers["properties"] = {
-                "209": {"drain": {"u8": [0] * 96}, "unit": 48}}
-        if self.chance(0.3):
-            answers["methods"] = {"9": {"sequence": [{"text": "é", "size": 48}, {"u8": []}]}}
+        answers = self.profile_answers()
+        if self.chance(0.1):
+            answers["open"] = self.open_status()
+        elif self.chance(0.2):
+            answers["open"] = {"sequence": [
+                self.status(self.rng.choice((0, 0, *FAILED_OPENS))) for _ in range(8)] + [0]}
         return answers
 
     def hid(self):
@@ -213,11 +222,31 @@ class Maker:
         """A node that is no part of a service's chain."""
         node = self.node()
         if self.chance(0.3):
-            node["name"] = self.rng.choice(("NEB_profile", "VantuHUBProfileDriver"))
-        for key, make in (("userClient", self.user_client), ("driver", self.driver),
-                          ("device", self.device)):
-            if self.chance(0.3):
-                node[key] = make()
+            node["name"] = self.rng.choice(PROFILE_NAMES)
+        if self.chance(0.3):
+            node["userClient"] = self.user_client()
+        if self.chance(0.3):
+            node["driver"] = self.driver(())
+        if self.chance(0.3):
+            node["device"] = self.device()
+        return node
+
+    def profile_node(self, name):
+        """A node that hands out profile records; now and then it cannot be opened."""
+        node = self.node()
+        node["name"] = name
+        if self.chance(0.92):
+            node["userClient"] = self.user_client()
+        return node
+
+    def time_sync_node(self):
+        node = self.node()
+        node["class"] = TIME_SYNC_CLASS
+        if self.chance(0.3):
+            node["name"] = node.pop("class")
+        node.pop("properties", None)
+        if self.chance(0.9):
+            node["properties"] = {"timesync": self.clocks()}
         return node
 
     def put(self, node, parent):
@@ -257,8 +286,21 @@ class Maker:
     def add_service(self):
         node = self.node(hid=self.hid())
         if self.chance(0.92):
-            node["driver"] = self.driver()
+            node["driver"] = self.driver(node["hid"].get("usages", ()))
+        self.add_event_queue(node)
         self.services.append(self.put(node, self.parent_of_service()))
+
+    def add_event_queue(self, service):
+        """Puts an event queue below a service, and counters into both."""
+        if self.chance(0.8):
+            service.setdefault("properties", {})["DebugState"] = \
+                self.debug_state("_num_events")
+        if self.chance(0.75):
+            queue = self.put(self.node(), service)
+            if self.chance(0.85):
+                queue.setdefault("properties", {})["DebugState"] = self.debug_state(
+                    "EnqueueEventCount", "DroppedEventCount", "LastEventTime",
+                    "LastDroppedEventTime")
 
     def all_nodes(self, nodes=None):
         for node in self.roots if nodes is None else nodes:
@@ -311,13 +353,20 @@ class Maker:
             self.rng.choice(self.services)["name"] = self.rng.choice(self.services)["name"]
 
     def make_registry(self):
-        for _ in range(self.rng.randrange(1, 9)):
+        for _ in range(self.rng.randrange(1, 11)):
             self.add_service()
         for _ in range(self.rng.choice((0, 0, 1, 2))):
             self.put(self.extra_node(), self.rng.choice(
                 (None, *self.device_nodes, *self.middles)))
-        if self.chance(0.2):
+        for name in PROFILE_NAMES:
+            if self.chance(0.7):
+                self.put(self.profile_node(name), self.rng.choice(
+                    (None, None, None, *self.device_nodes)))
+        for _ in range(self.rng.choice((0, 0, 1, 1, 1, 2))):
+            self.put(self.time_sync_node(), None)
+        if self.chance(0.65):
             root = self.node(children=self.roots)
+            root["name"] = self.name(odd=0.3)
             if self.chance(0.4):
                 root["device"] = self.device()
             self.roots = [root]
@@ -354,33 +403,14 @@ class Maker:
             objects.append(given)
         return {"records": objects}
 
-    def as_hex(self, content):
-        digits = content.hex()
-        if self.chance(0.5):
-            digits = "".join(" " * self.rng.choice((0, 0, 0, 1, 2)) + digit
-                             for digit in digits + " ")
-        return {"hex": digits.upper() if self.chance(0.5) else digits}
-
-    def as_file(self, content):
-        name = self.rng.choice(("", "batches/", "batches/älter/")) \
-            + f"{len(self.files)}.bin"
-        before, after = (self.rng.randbytes(self.rng.choice((0, 0, 1, 7, 14)))
-                         for _ in range(2))
-        self.files[name] = before + content + after
-        given = {"file": name}
-        if before or self.chance(0.3):
-            given["offset"] = len(before)
-        if after or self.chance(0.3):
-            given["length"] = len(content)
-        return given
-
     def batch(self, service, keys):
         records = self.records(keys)
         content = b"".join(struct.pack("<BBBI", version, op, key, value & 0xFFFFFFFF)
                            for version, op, key, value in records)
         form = self.rng.randrange(3)
         body = self.as_objects(records) if form == 0 \
-            else self.as_hex(content) if form == 1 else self.as_file(content)
+            else self.spread_hex(content) if form == 1 \
+            else self.file(content, ("", "batches/", "batches/älter/"))
         return {"service": service["name"], **body}
 
     def batches(self):
@@ -416,7 +446,7 @@ class Maker:
             line = f"{line} //{self.rng.choice(COMMENTS)}"
         return line
 
-    def text(self, given):
+    def device_text(self, given):
         if self.chance(0.3):
             given = self.shuffled(given)
         # Indented, no line begins or ends inside a string.
@@ -434,8 +464,9 @@ class Maker:
         if self.chance(0.5):
             given["notifications"] = [self.rng.choice(NOTIFICATIONS)
                                       for _ in range(self.rng.randrange(4))]
-        return Case(self.text(given), self.files, self.rng.choice(LOG_LEVELS),
-                    self.chance(0.2))
+        return Case(self.device_text(given), self.files, self.rng.choice(LOG_LEVELS),
+                    self.chance(0.2), self.rng.choice(CAPTURES),
+                    self.rng.choice(BOOT_TIMES_US))
 
 
 def case(seed, index):
@@ -445,7 +476,7 @@ def case(seed, index):
 
 def main():
     parser = argparse.ArgumentParser(description="Write random device files.")
-    parser.add_argument("--count", type=int, default=400, help="number of files")
+    parser.add_argument("--count", type=int, default=300, help="number of files")
     parser.add_argument("--seed", type=int, default=1, help="number, any")
     parser.add_argument("folder", metavar="FOLDER", type=pathlib.Path,
                         help="gets a folder for each file, numbered from 0000")
