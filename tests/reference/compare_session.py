@@ -1,6 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
-"""Compares what hubsession leaves behind with the model of a run, line by line."""
+"""Compares what hubsession leaves behind with the model of a run, line by line.
+
+Log, ledger and the snapshots of state captures must be equal.
+"""
 
 import argparse
 import contextlib
@@ -16,6 +19,7 @@ import tempfile
 
 import make_device
 import session_model
+import snapshot_lines
 
 RUN_SECONDS = 120
 # What scalars are set to between two runs, so that adding wraps around.
@@ -36,12 +40,9 @@ def sample_lines(samples):
 
 def log_lines(text):
     """A line's object with its keys in order; what is none as it stands."""
-    lines = text.split("\n")
-    if lines[-1] == "":
-        lines.pop()
-    else:
-        lines[-1] += " (no line end)"
-    return list(map(log_line, lines))
+    *ended, rest = text.split("\n")
+    lines = list(map(log_line, ended))
+    return lines + [log_line(rest) + " (no line end)"] if rest else lines
 
 
 def log_line(line):
@@ -73,6 +74,7 @@ def expected_lines(outcome):
         "missing file": [],
         "log": [json.dumps(line, sort_keys=True, ensure_ascii=False)
                 for line in outcome.log],
+        **snapshot_lines.expected_lines(outcome.snapshots),
         "scalar": scalar_lines(outcome.ledger.scalars.items()),
         "sample": sample_lines(samples),
         "dropped batch": list(map(mark, outcome.dropped)),
@@ -80,8 +82,8 @@ def expected_lines(outcome):
     }
 
 
-def actual_lines(result, ledger, log, names):
-    """`names`: of the services that batches go to."""
+def actual_lines(result, ledger, log, captures, names):
+    """`captures`: their folder; `names`: of the services that batches go to."""
     if not log.exists() or not ledger.exists():
         missing = [path.name for path in (log, ledger) if not path.exists()]
         return {"exit status": [str(result.returncode)], "missing file": missing}
@@ -91,6 +93,7 @@ def actual_lines(result, ledger, log, names):
     return {
         "exit status": [str(result.returncode)],
         "log": log_lines(log.read_text(encoding="utf-8", errors="backslashreplace")),
+        **snapshot_lines.actual_lines(captures),
         "scalar": scalar_lines(scalars),
         "sample": sample_lines(samples),
         "dropped batch": mentioned(result.stderr, names),
@@ -101,8 +104,27 @@ def actual_lines(result, ledger, log, names):
 # --- Differences -------------------------------------------------------------
 
 
+LINE_CHARACTERS = 160
+
+
 def at(lines, index):
-    return lines[index] if index < len(lines) else "(no line)"
+    return lines[index] if index < len(lines) else None
+
+
+def parting_column(left, right):
+    """Position of the first character in which two lines differ."""
+    return next((column for column, pair in enumerate(zip(left, right))
+                 if pair[0] != pair[1]), min(len(left), len(right)))
+
+
+def shown(line, column=0):
+    """A line, or the part of a long one around a column."""
+    if line is None:
+        return "(no line)"
+    start = max(0, column - LINE_CHARACTERS // 2)
+    part = line[start:start + LINE_CHARACTERS]
+    after = "..." if start + len(part) < len(line) else ""
+    return f"{'...' if start else ''}{part}{after}"
 
 
 def first_difference(expected, actual):
@@ -117,10 +139,14 @@ def first_difference(expected, actual):
         index = next((index for index, pair in enumerate(zip(left, right))
                       if pair[0] != pair[1]), min(len(left), len(right)))
         lines = [f"{part}, line {index + 1} (expected {len(left)}, found {len(right)}):"]
+        expected_line, actual_line = at(left, index), at(right, index)
+        column = parting_column(expected_line or "", actual_line or "")
         if index > 0:
-            lines.append(f"  after:      {left[index - 1]}")
-        lines.append(f"  model:      {at(left, index)}")
-        lines.append(f"  hubsession: {at(right, index)}")
+            lines.append(f"  after:      {shown(left[index - 1])}")
+        lines.append(f"  model:      {shown(expected_line, column)}")
+        lines.append(f"  hubsession: {shown(actual_line, column)}")
+        if expected_line is not None and actual_line is not None:
+            lines.append(f"  column:     {column + 1}")
         return "\n".join(lines)
     return None
 
@@ -128,14 +154,27 @@ def first_difference(expected, actual):
 # --- Playing -----------------------------------------------------------------
 
 
-def play(options, path, log_level):
-    """Plays a device file; ledger and log lie beside it."""
+def captures_of(options, case):
+    """Kinds of captures to ask for; None: hubsession's own choice, one of kind 3."""
+    return options.capture or case.captures
+
+
+def arguments_of(options, case):
+    """What the device file is played with, beside the files that a run leaves behind."""
+    boot_time = "none" if case.boot_time_us is None else str(case.boot_time_us)
+    arguments = ["--boot-time", boot_time]
+    if case.log_level != "default":
+        arguments += ["--log-level", case.log_level]
+    for kind in captures_of(options, case) or ():
+        arguments += ["--capture", str(kind)]
+    return arguments
+
+
+def play(options, path, case):
+    """Plays a device file; ledger, log and captures lie beside it."""
     command = [options.hubsession, "run", path, "--ledger", path.with_name("ledger.db"),
-               "--log", path.with_name("log.jsonl")]
-    if log_level != "default":
-        command += ["--log-level", log_level]
-    for kind in options.capture:
-        command += ["--capture", str(kind)]
+               "--log", path.with_name("log.jsonl"), "--out", path.with_name("captures"),
+               *arguments_of(options, case)]
     return subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.PIPE, encoding="utf-8", timeout=RUN_SECONDS,
                           errors="backslashreplace", check=False)
@@ -150,16 +189,18 @@ def make_scalars_extreme(path, ledger):
                              [(value, key) for key, value in ledger.scalars.items()])
 
 
-def difference_of_run(options, path, log_level, ledger):
+def difference_of_run(options, path, case, ledger):
     """Plays once; says the first difference, None when there is none."""
     device = session_model.read_device(path)
     names = [service.name for service, _ in device.batches]
-    expected = expected_lines(session_model.run(device, ledger, log_level,
-                                                options.capture or (3,)))
+    expected = expected_lines(session_model.run(
+        device, ledger, case.log_level, captures_of(options, case) or (3,),
+        case.boot_time_us))
     try:
-        result = play(options, path, log_level)
+        result = play(options, path, case)
         actual = actual_lines(result, path.with_name("ledger.db"),
-                              path.with_name("log.jsonl"), names)
+                              path.with_name("log.jsonl"), path.with_name("captures"),
+                              names)
     except subprocess.TimeoutExpired:
         return f"hubsession does not end within {RUN_SECONDS} seconds"
     except sqlite3.Error as error:
@@ -173,10 +214,10 @@ def difference_of_run(options, path, log_level, ledger):
 def difference_of_case(options, case, path):
     """The same of a device file that is played once or twice into its ledger."""
     ledger = session_model.Ledger()
-    difference = difference_of_run(options, path, case.log_level, ledger)
+    difference = difference_of_run(options, path, case, ledger)
     if difference is None and case.is_repeated:
         make_scalars_extreme(path.with_name("ledger.db"), ledger)
-        difference = difference_of_run(options, path, case.log_level, ledger)
+        difference = difference_of_run(options, path, case, ledger)
         if difference:
             difference = f"second run, with scalars at either end of 64 bits: {difference}"
     return difference
@@ -192,7 +233,8 @@ def compare(options):
         difference = difference_of_case(options, case, path)
         if difference:
             print(f"device file {index} differs: {path}")
-            print(f"--log-level {case.log_level}, --seed {options.seed} --first {index}")
+            print(f"--seed {options.seed} --first {index}, played with"
+                  f" {' '.join(arguments_of(options, case))}")
             print(difference)
             return 1
         shutil.rmtree(folder)
@@ -212,11 +254,12 @@ def main():
     parser.add_argument("--first", metavar="INDEX", type=int, default=0,
                         help="number of the first device file; default: 0")
     parser.add_argument("--keep", metavar="DIR", type=pathlib.Path,
-                        help="where a device file that differs is kept, with its ledger "
-                             "and log; default: a new temporary folder")
+                        help="where a device file that differs is kept, with its ledger, "
+                             "log and captures; default: a new temporary folder")
     parser.add_argument("--capture", metavar="KIND", type=int, choices=(1, 2, 3),
                         action="append", default=[],
-                        help="a state capture at the end; default: hubsession's own")
+                        help="a state capture at the end of every run; default: those "
+                             "of the device files, all kinds among them")
     options = parser.parse_args()
     if shutil.which(options.hubsession) is None:
         parser.error(f"--hubsession: {options.hubsession} is no command")
