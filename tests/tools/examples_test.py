@@ -2,6 +2,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Runs every command line of examples/README.md, as its reader would."""
 
+import json
 import os
 import pathlib
 import re
@@ -36,7 +37,7 @@ class Examples(unittest.TestCase):
         return [line for line in messages.decode().splitlines() if "batch 3 of service gyro is dropped" not in line]
 
     def test_readme_has_its_command_lines(self):
-        self.assertEqual(len(command_lines()), 5)
+        self.assertEqual(len(command_lines()), 7)
 
     def test_every_command_line_succeeds_and_gives_something(self):
         with tempfile.TemporaryDirectory() as folder:
@@ -67,6 +68,15 @@ class Examples(unittest.TestCase):
         self.assertEqual(lines[1], "            1 left alone: touch")
         self.assertEqual(lines[2], "statistics  14 records published in 3 batches, "
                                    "1 record of another version skipped, 1 batch dropped")
+        self.assertEqual(lines[3], "snapshots   11 made in 1 capture")
+
+    def test_phone_has_the_snapshots_that_the_readme_tells_of(self):
+        with tempfile.TemporaryDirectory() as folder:
+            self.run_in_folder("hubsession run examples/devices/phone.json --out snapshots", folder)
+            index = json.loads(pathlib.Path(folder, "snapshots/index.json").read_text(encoding="utf-8"))
+        titles = [snapshot["title"].split(" ;")[0] for snapshot in index["snapshots"]]
+        reports = [f"NEB Profile {number}" for number in (0, 1, 2, 0, 0)]  # firmware, driver, errors
+        self.assertEqual(titles, ["SSHB Statistics", "SSHB assets", *reports, *["SensorInfo"] * 4])
 
 
 if __name__ == "__main__":
