@@ -114,7 +114,7 @@ using namespace hub::platform;
 
 uint32_t notify_register_dispatch(const char* name, int* token, dispatch_queue_t queue, notify_handler_t handler) {
   if (const auto code = failing_code(Fallible::knotify_register_dispatch)) {
-    return *code;
+    return static_cast<uint32_t>(*code);
   }
   if (!is_name(name)) {
     return NOTIFY_STATUS_INVALID_NAME;
@@ -129,14 +129,14 @@ uint32_t notify_register_dispatch(const char* name, int* token, dispatch_queue_t
 
 uint32_t notify_cancel(int token) {
   if (const auto code = failing_code(Fallible::knotify_cancel)) {
-    return *code;
+    return static_cast<uint32_t>(*code);
   }
   return center().remove(token) ? NOTIFY_STATUS_OK : NOTIFY_STATUS_INVALID_TOKEN;
 }
 
 uint32_t notify_post(const char* name) {
   if (const auto code = failing_code(Fallible::knotify_post)) {
-    return *code;
+    return static_cast<uint32_t>(*code);
   }
   if (!is_name(name)) {
     return NOTIFY_STATUS_INVALID_NAME;
