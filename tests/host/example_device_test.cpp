@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: Apache-2.0
+// The example device with the plug-in on it: what a capture leaves behind.
+#include <map>
+#include <string>
+
+#include "corefoundation/corefoundation_host.h"
+#include "hid/hid_host.h"
+#include "host/device_file.h"
+#include "host/modelled_registry.h"
+#include "host/observations.h"
+#include "host/plugin_loader.h"
+#include "state/state_host.h"
+#include "tests/platform/platform_test.h"
+
+namespace hub::test {
+namespace {
+
+using Counts = std::map<std::string, std::int64_t>;
+
+Counts live() {
+  return {
+      {"strings", platform::live_objects(CFStringGetTypeID())},
+      {"numbers", platform::live_objects(CFNumberGetTypeID())},
+      {"dictionaries", platform::live_objects(CFDictionaryGetTypeID())},
+      {"data", platform::live_objects(CFDataGetTypeID())},
+      {"arrays", platform::live_objects(CFArrayGetTypeID())},
+      {"identifiers", platform::live_objects(CFUUIDGetTypeID())},
+      {"HID devices", platform::live_objects(IOHIDDeviceGetTypeID())},
+      {"registry handles", static_cast<std::int64_t>(platform::held_registry_references())},
+      {"connections", static_cast<std::int64_t>(platform::open_connections())},
+  };
+}
+
+// How many of each there are more than before.
+Counts grown(const Counts& before) {
+  Counts difference;
+  for (const auto& [name, count] : live()) {
+    if (count != before.at(name)) {
+      difference[name] = count - before.at(name);
+    }
+  }
+  return difference;
+}
+
+class ExampleDevice : public ::testing::Test {
+ protected:
+  ExampleDevice() { plugin.open(); }
+  ~ExampleDevice() override { platform::clear_state_handlers(); }
+
+  void register_services() {
+    for (const host::ModelledService& service : registry.services()) {
+      plugin.register_service(service.service.get());
+    }
+  }
+
+  static std::size_t capture(std::uint32_t api) {
+    std::size_t snapshots = 0;
+    platform::capture_state(api, [&](std::size_t, const platform::OwnedStateData&) { ++snapshots; });
+    return snapshots;
+  }
+
+  host::Observations observations;
+  host::ModelledRegistry registry{host::read_device_file(HUB_EXAMPLE_DEVICE), observations};
+  host::LoadedPlugIn plugin{HUB_PLUGIN};
+};
+
+TEST_F(ExampleDevice, registration_keeps_two_handles_a_service_and_the_buttons_hid_device) {
+  const Counts before = live();
+  register_services();
+  const Counts of_nine_services = {{"HID devices", 1}, {"registry handles", 9 * 2}};
+  EXPECT_EQ(grown(before), of_nine_services) << "one button; driver and device of each service";
+  EXPECT_TRUE(observations.complaints().empty());
+}
+
+TEST_F(ExampleDevice, capture_leaves_nothing_over) {
+  register_services();
+  const Counts before = live();
+  EXPECT_EQ(capture(OS_STATE_API_REQUEST), 11U);
+  EXPECT_EQ(grown(before), Counts{});
+  EXPECT_EQ(capture(OS_STATE_API_REQUEST), 6U) << "the buffers of profile reports are empty now";
+  capture(OS_STATE_API_FAULT);
+  capture(OS_STATE_API_ERROR);
+  EXPECT_EQ(grown(before), Counts{});
+}
+
+}  // namespace
+}  // namespace hub::test
