@@ -5,22 +5,13 @@
 
 #include "VantuHUBHIDStatistics.h"
 #include "tests/plugin/plugin_fixture.h"
+#include "tests/support/recording_client.h"
 
 namespace hub::test {
 namespace {
 
 constexpr IOReturn kNotReady = static_cast<IOReturn>(0xE00002D8);
 constexpr IOReturn kGeneralError = static_cast<IOReturn>(0xE00002BC);
-
-std::string hex(std::span<const std::byte> bytes) {
-  std::string text;
-  for (const std::byte byte : bytes) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    text += kDigits[std::to_integer<unsigned>(byte) >> 4U];
-    text += kDigits[std::to_integer<unsigned>(byte) & 0xFU];
-  }
-  return text;
-}
 
 std::string assertion(const std::string& expression, const std::string& error_text, int line,
                       const std::string& value) {
@@ -153,63 +144,34 @@ TEST_F(HubAccess, command_without_input_gives_the_drivers_own_code) {
 // The user client of a service called "NEB_profile".
 class HubClientAccess : public RunningPlugInTest {
  protected:
-  struct Client final : platform::UserClient {
-    explicit Client(HubClientAccess& its_test) : test(its_test) {}
-    platform::MethodResult call(const platform::MethodCall& call) override {
-      std::string scalars;
-      for (const std::uint64_t scalar : call.scalars) {
-        scalars += " scalar " + std::to_string(scalar);
-      }
-      EXPECT_TRUE(call.scalars_out.empty());
-      test.scalars.push_back(scalars);
-      platform::MethodResult result{.status = 0};
-      result.status = test.far.answer(call.selector, call.input, call.output, result.output_bytes);
-      return result;
-    }
-    HubClientAccess& test;
-  };
-
-  struct Backend final : platform::ServiceBackend {
-    explicit Backend(HubClientAccess& its_test) : test(its_test) {}
-    kern_return_t open_user_client(std::uint32_t type, std::unique_ptr<platform::UserClient>& client) override {
-      ++test.opened;
-      EXPECT_EQ(type, 0U);
-      if (test.open_status == 0) {
-        client = std::make_unique<Client>(test);
-      }
-      return test.open_status;
-    }
-    HubClientAccess& test;
-  };
-
-  HubClientAccess() {
-    const auto entry = platform::add_registry_entry(platform::kNoParent, "NEB_profile", "Client", nullptr);
-    platform::set_service_backend(entry, std::make_shared<Backend>(*this));
-  }
   ~HubClientAccess() override {
-    EXPECT_EQ(platform::held_registry_references(), 0U);
+    EXPECT_EQ(platform::held_registry_references(), held_before);
     EXPECT_EQ(platform::open_connections(), 0U);
-    EXPECT_EQ(platform::live_objects(CFDictionaryGetTypeID()), 0);
+    EXPECT_EQ(platform::live_objects(CFDictionaryGetTypeID()), dictionaries_before);
   }
 
   VantuHUBHIDStatistics& object() { return instance.object(); }
 
   // Each function's call on a service of this name, with a buffer of 4 bytes.
-  IOReturn get_property(const char* service = "NEB_profile") {
-    return object().getHubProperty(service, 209, buffer, sizeof buffer, &length);
+  IOReturn get_property(const char* name = "NEB_profile") {
+    return object().getHubProperty(name, 209, buffer, sizeof buffer, &length);
   }
-  IOReturn perform_hub_command(const char* service = "NEB_profile") {
-    return object().performHubCommand(service, 38, input, sizeof input, nullptr, nullptr);
+  IOReturn perform_hub_command(const char* name = "NEB_profile") {
+    return object().performHubCommand(name, 38, input, sizeof input, nullptr, nullptr);
   }
-  IOReturn perform_command(const char* service = "NEB_profile") {
+  IOReturn perform_command(const char* name = "NEB_profile") {
     length = sizeof buffer;
-    return object().performCommand(service, 9, nullptr, 0, buffer, &length);
+    return object().performCommand(name, 9, nullptr, 0, buffer, &length);
   }
 
+  // Services that other tests registered stay to the end of the process.
+  const std::size_t held_before = platform::held_registry_references();
+  const std::int64_t dictionaries_before = platform::live_objects(CFDictionaryGetTypeID());
   FarSide far;
-  Story scalars;
-  int opened = 0;
-  IOReturn open_status = kIOReturnSuccess;
+  std::shared_ptr<RecordingClientService> service =
+      add_client_service("NEB_profile", [this](std::uint32_t id, auto given, auto output, std::size_t& its_length) {
+        return far.answer(id, given, output, its_length);
+      });
   char input[4] = {0x60, 0x05, 0, 0};
   char buffer[4] = {};
   std::size_t length = 4711;
@@ -219,14 +181,14 @@ TEST_F(HubClientAccess, property_is_method_2_with_its_id_as_scalar) {
   far.reply = "abc";
   EXPECT_EQ(get_property(), 0);
   EXPECT_EQ(far.story, (Story{"2 input  room 4"}));
-  EXPECT_EQ(scalars, (Story{" scalar 209"}));
+  EXPECT_EQ(service->scalars, (Story{" scalar 209"}));
   EXPECT_EQ(std::string(buffer, length), "abc");
 }
 
 TEST_F(HubClientAccess, hub_command_is_method_3_with_the_command_as_scalar) {
   EXPECT_EQ(perform_hub_command(), 0);
   EXPECT_EQ(far.story, (Story{"3 input 60050000 room 0"}));
-  EXPECT_EQ(scalars, (Story{" scalar 38"}));
+  EXPECT_EQ(service->scalars, (Story{" scalar 38"}));
 }
 
 TEST_F(HubClientAccess, hub_command_can_have_an_output) {
@@ -240,7 +202,7 @@ TEST_F(HubClientAccess, command_is_a_method_without_scalars) {
   far.reply = "ab";
   EXPECT_EQ(perform_command(), 0);
   EXPECT_EQ(far.story, (Story{"9 input  room 4"}));
-  EXPECT_EQ(scalars, (Story{""}));
+  EXPECT_EQ(service->scalars, (Story{""}));
   EXPECT_EQ(std::string(buffer, length), "ab");
 }
 
@@ -249,14 +211,14 @@ TEST_F(HubClientAccess, each_call_opens_the_service_afresh_and_closes_it) {
   EXPECT_EQ(platform::open_connections(), 0U);
   perform_hub_command();
   perform_command();
-  EXPECT_EQ(opened, 3);
+  EXPECT_EQ(service->opened, 3);
 }
 
 TEST_F(HubClientAccess, name_that_matches_no_service_is_an_error_without_opening_anything) {
   EXPECT_EQ(get_property("nobody"), kGeneralError);
   EXPECT_EQ(perform_hub_command("nobody"), kGeneralError);
   EXPECT_EQ(perform_command("nobody"), kGeneralError);
-  EXPECT_EQ(opened, 0);
+  EXPECT_EQ(service->opened, 0);
   EXPECT_EQ(log, (Story{
                      assertion("service", "", 1241, "0"),
                      assertion("service", "", 1215, "0"),
@@ -265,7 +227,7 @@ TEST_F(HubClientAccess, name_that_matches_no_service_is_an_error_without_opening
 }
 
 TEST_F(HubClientAccess, open_that_fails_is_told_with_its_text_and_code) {
-  open_status = kIOReturnNotPrivileged;
+  service->open_status = kIOReturnNotPrivileged;
   EXPECT_EQ(get_property(), kGeneralError);
   EXPECT_EQ(perform_hub_command(), kIOReturnNotPrivileged);
   EXPECT_EQ(perform_command(), kIOReturnNotPrivileged);
