@@ -40,6 +40,13 @@ class RecordingLedger final : public platform::Ledger {
   }
 };
 
+// The log's line of a precondition that did not hold.
+inline std::string assertion(const std::string& expression, int line, const std::string& prefix = "") {
+  return "default: " + prefix + ": AssertMacros: " + expression +
+         ",  file: VantuHUBHIDPlugins/VantuHUBHIDStatistics/VantuHUBHIDStatistics, line: " + std::to_string(line) +
+         " value:0\n";
+}
+
 // An instance of the plug-in, made by its factory and reached through its table alone.
 class Instance {
  public:

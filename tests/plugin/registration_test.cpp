@@ -32,12 +32,6 @@ Story operator+(Story first, const Story& second) {
   return first;
 }
 
-std::string assertion(const std::string& expression, int line) {
-  return "default: : AssertMacros: " + expression +
-         ",  file: VantuHUBHIDPlugins/VantuHUBHIDStatistics/VantuHUBHIDStatistics, line: " + std::to_string(line) +
-         " value:0\n";
-}
-
 Owned<CFTypeRef> number(std::int64_t value) {
   return Owned<CFTypeRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &value));
 }

@@ -48,7 +48,7 @@ struct ServiceScript {
   platform::Owned<CFTypeRef> supports_statistics;  // the property's value; none: there is no such property
   std::set<Usage> usages;
   std::optional<platform::Owned<CFTypeRef>> registry_id;  // none: the driver's own
-  int levels_above = 2;
+  int levels_above = 2;  // the entry between and the device; with 3, what the device belongs to
   PlugInScript driver;
   PlugInScript device;
   bool hid_device = true;
@@ -261,13 +261,17 @@ class RecordingService final : public platform::HidServiceModel {
   Story& story_;
 };
 
-// A service in the registry: its device, an entry between, its driver, and the HID service itself.
+// A service in the registry: what its device belongs to, its device, an entry between, its driver, and the HID service
+// itself.
 class RecordedService {
  public:
   RecordedService(ServiceScript script, Story& questions, Story& story)
       : driver(std::make_unique<RecordingSide>("driver", script.driver, script.answer, story)),
         device(std::make_unique<RecordingSide>("device", script.device, answer_unsupported, story)) {
     platform::RegistryEntryId above = platform::kNoParent;
+    if (script.levels_above >= 3) {
+      above = platform::add_registry_entry(above, script.name + "-type", "Type", nullptr);
+    }
     if (script.levels_above >= 2) {
       above = platform::add_registry_entry(above, script.name + "-device", "Device", nullptr);
       platform::set_service_backend(
