@@ -270,7 +270,7 @@ class RecordedService {
         device(std::make_unique<RecordingSide>("device", script.device, answer_unsupported, story)) {
     platform::RegistryEntryId above = platform::kNoParent;
     if (script.levels_above >= 3) {
-      above = platform::add_registry_entry(above, script.name + "-type", "Type", nullptr);
+      above = platform::add_registry_entry(above, script.name + "-carrier", "Carrier", nullptr);
     }
     if (script.levels_above >= 2) {
       above = platform::add_registry_entry(above, script.name + "-device", "Device", nullptr);
