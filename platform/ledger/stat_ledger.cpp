@@ -16,8 +16,11 @@ constinit std::atomic<Ledger*> ledger_in_use = nullptr;
 template <typename... Values>
 bool forward(bool (Ledger::*operation)(std::string_view, Values...), CFStringRef key, Values... values) {
   Ledger* ledger = ledger_in_use.load(std::memory_order_acquire);
-  return ledger != nullptr && key != nullptr &&
-         (ledger->*operation)(CFStringGetCStringPtr(key, kCFStringEncodingUTF8), values...);
+  if (ledger == nullptr || key == nullptr) {
+    return false;
+  }
+  const char* text = CFStringGetCStringPtr(key, kCFStringEncodingUTF8);
+  return text != nullptr && (ledger->*operation)(text, values...);
 }
 
 }  // namespace

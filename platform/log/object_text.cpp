@@ -12,7 +12,8 @@ namespace hub::platform {
 namespace {
 
 std::string text_of_string(CFTypeRef object) {
-  return CFStringGetCStringPtr(static_cast<CFStringRef>(object), kCFStringEncodingUTF8);
+  const char* text = CFStringGetCStringPtr(static_cast<CFStringRef>(object), kCFStringEncodingUTF8);
+  return text != nullptr ? text : "<string>";
 }
 
 template <typename Value>

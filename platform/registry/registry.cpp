@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "IOKit/IOKitLib.h"
+#include "corefoundation/contents.h"
 #include "corefoundation/misuse.h"
 #include "corefoundation/owned.h"
-#include "corefoundation/utf8.h"
 #include "failures/failures.h"
 #include "registry/registry.h"
 
@@ -46,12 +46,8 @@ struct Handle {
 
 // The whole text: one that goes on behind a zero byte is another.
 bool is_text(CFTypeRef value, const std::string& text) {
-  if (CFGetTypeID(value) != CFStringGetTypeID()) {
-    return false;
-  }
-  const auto string = static_cast<CFStringRef>(value);
-  return text == CFStringGetCStringPtr(string, kCFStringEncodingUTF8) &&
-         CFStringGetLength(string) == static_cast<CFIndex>(examine_utf8(text).utf16_length);
+  return CFGetTypeID(value) == CFStringGetTypeID() &&
+         contents_of_string(object_of(value, "IOServiceGetMatchingService")).utf8 == text;
 }
 
 bool is_number(CFTypeRef value, std::uint64_t number) {

@@ -15,6 +15,7 @@
 #include "StatLedger/StatLedger.h"
 #include "hid/hid_host.h"
 #include "ledger/ledger_host.h"
+#include "log/log_host.h"
 #include "mach/mach_error.h"
 #include "notify.h"
 #include "os/log.h"
@@ -413,6 +414,27 @@ TEST_F(Failures, end_and_begin_anew_with_a_plan) {
   EXPECT_EQ(calls_of(Fallible::kmach_error_string), 1U) << "the counts stay";
   plan_failures({});
   EXPECT_EQ(calls_of(Fallible::kmach_error_string), 0U);
+}
+
+TEST_F(Failures, to_lend_a_text_leave_the_search_for_a_service_alone) {
+  add(kNoParent, "Sensor", 1);
+  plan_failures({.first = 1, .and_all_later = true, .function = Fallible::kCFStringGetCStringPtr});
+  EXPECT_EQ(mark_of_first("Sensor"), 1);
+}
+
+TEST_F(Failures, to_lend_a_text_make_the_ledger_refuse) {
+  plan_failures({.first = 1, .function = Fallible::kCFStringGetCStringPtr});
+  EXPECT_FALSE(SLClientAddValueForScalarKey(CFSTR("key"), 1));
+  EXPECT_TRUE(SLClientAddValueForScalarKey(CFSTR("key"), 1));
+}
+
+TEST_F(Failures, to_lend_a_text_make_the_log_say_what_it_is_instead) {
+  std::string told;
+  platform::set_log_recorder([&](const platform::LogMessage& message) { told = message.text; });
+  plan_failures({.first = 1, .function = Fallible::kCFStringGetCStringPtr});
+  os_log(os_log_create("subsystem", "category"), "%@", CFSTR("text"));
+  platform::set_log_recorder(nullptr);
+  EXPECT_EQ(told, "<string>");
 }
 
 }  // namespace
