@@ -98,11 +98,15 @@ class StateTest : public RunningPlugInTest {
  protected:
   ~StateTest() override { platform::end_failures(); }
 
-  // Registers a service of these usages, whose driver is `driver`; forgets what that took.
+  // Registers a service of these usages, with `driver` or another; forgets what that took.
   RecordedService& announce(std::set<Usage> usages, ServiceScript script = {}) {
+    return announce_with(driver, std::move(usages), std::move(script));
+  }
+  RecordedService& announce_with(AnsweringDriver& its_driver, std::set<Usage> usages, ServiceScript script = {}) {
     script.usages = std::move(usages);
-    script.answer = [this](std::uint32_t id, auto input, auto output, std::size_t& length) {
-      return driver.answer(id, input, output, length);
+    script.answer = [this, &its_driver](std::uint32_t id, auto input, auto output, std::size_t& length) {
+      EXPECT_TRUE(platform::is_on_queue(queue));
+      return its_driver.answer(id, input, output, length);
     };
     RecordedService& service = add(std::move(script));
     instance.register_service(service);
