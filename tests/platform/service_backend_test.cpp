@@ -2,7 +2,8 @@
 // What a service offers besides its data: plug-in objects, user clients, a HID device.
 #include "registry/service_backend.h"
 
-#include <cstring>
+#include <algorithm>
+#include <span>
 #include <string>
 
 #include "IOKit/hid/IOHIDDevice.h"
@@ -40,7 +41,7 @@ struct RecordingClient : platform::UserClient {
       call.scalars_out[0] = 99;
     }
     const std::size_t length = std::min<std::size_t>(call.output.size(), 5);
-    std::memcpy(call.output.data(), "reply", length);
+    std::copy_n(std::as_bytes(std::span("reply")).begin(), length, call.output.begin());
     return {
         .status = kIOReturnSuccess, .output_bytes = length, .scalars_out_count = call.scalars_out.empty() ? 0U : 1U};
   }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Properties and commands of the co-processor, through a service's driver and through user clients found by name.
-#include <cstring>
+#include <algorithm>
+#include <span>
 #include <string>
 
 #include "VantuHUBHIDStatistics.h"
@@ -26,7 +27,7 @@ struct FarSide {
                   std::size_t& length) {
     story.push_back(std::to_string(id) + " input " + hex(input) + " room " + std::to_string(output.size()));
     length = std::min(output.size(), reply.size());
-    std::memcpy(output.data(), reply.data(), length);
+    std::copy_n(std::as_bytes(std::span(reply)).begin(), length, output.begin());
     return status;
   }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Raw debug data: where each kind of handler reads its reports, and the lines and titles that they become.
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -34,7 +35,7 @@ struct MethodAnswers {
                     std::to_string(output.size()));
     const Reply& its_reply = replies[method];
     const std::size_t written = std::min(output.size(), its_reply.bytes.size());
-    std::memcpy(output.data(), its_reply.bytes.data(), written);
+    std::copy_n(std::as_bytes(std::span(its_reply.bytes)).begin(), written, output.begin());
     length = written + its_reply.surplus;
     return its_reply.status;
   }

@@ -85,7 +85,7 @@ class AnsweringDriver {
     }
     const Reply& its_reply = found->second;
     const std::size_t written = std::min(output.size(), its_reply.bytes.size());
-    std::memcpy(output.data(), its_reply.bytes.data(), written);
+    std::copy_n(std::as_bytes(std::span(its_reply.bytes)).begin(), written, output.begin());
     length = written + its_reply.surplus;
     return its_reply.status;
   }
