@@ -210,7 +210,9 @@ void VantuHUBHIDStatistics::registerService(IOHIDServiceRef service) {
   ServiceContext* kept = context.release();
   keepToTheEnd(kept);
   addStateHandlers(*kept, kind);
-  CFArrayAppendValue(contexts_, kept);
+  if (contexts_ != nullptr) {
+    CFArrayAppendValue(contexts_, kept);
+  }
 }
 
 void VantuHUBHIDStatistics::openDevice(ServiceContext& context, bool publishes) {

@@ -2,6 +2,7 @@
 // Which services the plug-in takes, and what it does, in order, with the kernel side of each.
 #include <string>
 
+#include "failures/failures_host.h"
 #include "tests/plugin/plugin_fixture.h"
 
 namespace hub::test {
@@ -379,6 +380,15 @@ TEST_F(Registration, before_scheduling_hands_out_no_queue) {
 TEST_F(Registration, after_unscheduling_hands_out_no_queue) {
   instance.table().unscheduleFromDispatchQueue(instance.self(), queue);
   EXPECT_EQ(announce(aggregate()).device->queue, nullptr);
+}
+
+TEST_F(Registration, needs_no_array_of_contexts) {
+  platform::plan_failures({.first = 1, .function = platform::Fallible::kCFArrayCreateMutable});
+  const Instance without_array;
+  platform::end_failures();
+  without_array.open();
+  without_array.register_service(add(with_usage(kLight)));
+  EXPECT_EQ(state_handlers(), 1 + kRawDebugHandlers);
 }
 
 TEST_F(Registration, of_one_service_twice_takes_it_twice) {
