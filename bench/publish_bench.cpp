@@ -87,7 +87,7 @@ const PublishingPlugIn& plugin() {
 }
 
 void count_records(benchmark::State& state) {
-  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * kRecords));
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(kRecords));
 }
 
 void into_a_ledger_that_does_nothing(benchmark::State& state) {

@@ -331,7 +331,7 @@ TEST_F(LedgerOpening, ordinary_user_opens_what_he_may_write) {
 }
 
 TEST_F(LedgerOpening, ledger_that_finds_no_room_is_an_error_and_can_be_made_later) {
-  for (const rlim_t size_bytes : {1, 4096, 8192, 16384}) {
+  for (const rlim_t size_bytes : {1U, 4096U, 8192U, 16384U}) {
     {
       const NoRoom no_room(size_bytes);
       expect_contains(error(), file() + ": cannot be read or written: disk I/O error");

@@ -50,12 +50,12 @@ class RecordingClientService final : public platform::ServiceBackend {
   struct Client final : platform::UserClient {
     explicit Client(RecordingClientService& its_service) : service(its_service) {}
     platform::MethodResult call(const platform::MethodCall& call) override {
-      std::string scalars;
+      std::string text;
       for (const std::uint64_t scalar : call.scalars) {
-        scalars += " scalar " + std::to_string(scalar);
+        text += " scalar " + std::to_string(scalar);
       }
       EXPECT_TRUE(call.scalars_out.empty());
-      service.scalars.push_back(scalars);
+      service.scalars.push_back(text);
       platform::MethodResult result{.status = kIOReturnSuccess};
       result.status = service.answer(call.selector, call.input, call.output, result.output_bytes);
       return result;
