@@ -24,7 +24,6 @@ namespace {
 using namespace hub::host;
 using hub::platform::SqliteLedger;
 
-constexpr std::size_t kRecordBytes = 7;
 constexpr std::size_t kRecords = 1000;  // a batch
 
 class NullLedger final : public hub::platform::Ledger {
