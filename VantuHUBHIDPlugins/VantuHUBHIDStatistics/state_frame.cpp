@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "state_frame.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -31,7 +30,7 @@ os_state_data_t copyStateData(CFPropertyListRef contents, const char* title) {
   }
   record->type = OS_STATE_DATA_SERIALIZED_CF_OBJECT;
   record->data_size_bytes = static_cast<std::uint32_t>(length);
-  std::memcpy(record->title, title, std::min(std::strlen(title), sizeof record->title - 1));
+  std::string_view(title).copy(record->title, sizeof record->title - 1);
   std::memcpy(record->data, CFDataGetBytePtr(data.get()), length);
   return record;
 }
