@@ -1,10 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // The example device with the plug-in on it: what a capture leaves behind.
-#include <map>
-#include <string>
-
-#include "corefoundation/corefoundation_host.h"
-#include "hid/hid_host.h"
 #include "host/device_file.h"
 #include "host/modelled_registry.h"
 #include "host/observations.h"
@@ -15,26 +10,10 @@
 namespace hub::test {
 namespace {
 
-using Counts = std::map<std::string, std::int64_t>;
-
-Counts live() {
-  return {
-      {"strings", platform::live_objects(CFStringGetTypeID())},
-      {"numbers", platform::live_objects(CFNumberGetTypeID())},
-      {"dictionaries", platform::live_objects(CFDictionaryGetTypeID())},
-      {"data", platform::live_objects(CFDataGetTypeID())},
-      {"arrays", platform::live_objects(CFArrayGetTypeID())},
-      {"identifiers", platform::live_objects(CFUUIDGetTypeID())},
-      {"HID devices", platform::live_objects(IOHIDDeviceGetTypeID())},
-      {"registry handles", static_cast<std::int64_t>(platform::held_registry_references())},
-      {"connections", static_cast<std::int64_t>(platform::open_connections())},
-  };
-}
-
 // How many of each there are more than before.
 Counts grown(const Counts& before) {
   Counts difference;
-  for (const auto& [name, count] : live()) {
+  for (const auto& [name, count] : live_counts()) {
     if (count != before.at(name)) {
       difference[name] = count - before.at(name);
     }
@@ -65,16 +44,16 @@ class ExampleDevice : public ::testing::Test {
 };
 
 TEST_F(ExampleDevice, registration_keeps_two_handles_a_service_and_the_buttons_hid_device) {
-  const Counts before = live();
+  const Counts before = live_counts();
   register_services();
-  const Counts of_nine_services = {{"HID devices", 1}, {"registry handles", 9 * 2}};
-  EXPECT_EQ(grown(before), of_nine_services) << "one button; driver and device of each service";
+  const Counts of_nine_services = {{"HID devices", 1}, {"registry handles", 9 * 2}, {"state handlers", 2 + 104 + 6}};
+  EXPECT_EQ(grown(before), of_nine_services) << "one button; driver and device of each service; six sensors";
   EXPECT_TRUE(observations.complaints().empty());
 }
 
 TEST_F(ExampleDevice, capture_leaves_nothing_over) {
   register_services();
-  const Counts before = live();
+  const Counts before = live_counts();
   EXPECT_EQ(capture(OS_STATE_API_REQUEST), 11U);
   EXPECT_EQ(grown(before), Counts{});
   EXPECT_EQ(capture(OS_STATE_API_REQUEST), 6U) << "the buffers of profile reports are empty now";

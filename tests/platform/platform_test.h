@@ -147,36 +147,37 @@ void in_threads(std::size_t count, const Action& action) {
   }
 }
 
+// How many of what is counted there are now, by name.
+using Counts = std::map<std::string, std::int64_t>;
+
+inline Counts live_counts() {
+  return {
+      {"allocators", platform::live_objects(CFAllocatorGetTypeID())},
+      {"strings", platform::live_objects(CFStringGetTypeID())},
+      {"numbers", platform::live_objects(CFNumberGetTypeID())},
+      {"dictionaries", platform::live_objects(CFDictionaryGetTypeID())},
+      {"data", platform::live_objects(CFDataGetTypeID())},
+      {"arrays", platform::live_objects(CFArrayGetTypeID())},
+      {"identifiers", platform::live_objects(CFUUIDGetTypeID())},
+      {"HID services", platform::live_objects(IOHIDServiceGetTypeID())},
+      {"HID devices", platform::live_objects(IOHIDDeviceGetTypeID())},
+      {"registry handles", static_cast<std::int64_t>(platform::held_registry_references())},
+      {"connections", static_cast<std::int64_t>(platform::open_connections())},
+      {"queues", platform::live_queues()},
+      {"notifications", static_cast<std::int64_t>(platform::notification_registrations())},
+      {"state handlers", static_cast<std::int64_t>(platform::state_handlers())},
+  };
+}
+
 // After each test there are as many objects, held handles and queues as before it.
 class PlatformTest : public ::testing::Test {
  protected:
   // A death test starts the process anew: forking one with threads is not safe.
   PlatformTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-  ~PlatformTest() override { EXPECT_EQ(counts(), counts_before_); }
+  ~PlatformTest() override { EXPECT_EQ(live_counts(), counts_before_); }
 
  private:
-  using Counts = std::map<std::string, std::int64_t>;
-
-  static Counts counts() {
-    return {
-        {"allocators", platform::live_objects(CFAllocatorGetTypeID())},
-        {"strings", platform::live_objects(CFStringGetTypeID())},
-        {"numbers", platform::live_objects(CFNumberGetTypeID())},
-        {"dictionaries", platform::live_objects(CFDictionaryGetTypeID())},
-        {"data", platform::live_objects(CFDataGetTypeID())},
-        {"arrays", platform::live_objects(CFArrayGetTypeID())},
-        {"identifiers", platform::live_objects(CFUUIDGetTypeID())},
-        {"HID services", platform::live_objects(IOHIDServiceGetTypeID())},
-        {"HID devices", platform::live_objects(IOHIDDeviceGetTypeID())},
-        {"registry handles", static_cast<std::int64_t>(platform::held_registry_references())},
-        {"connections", static_cast<std::int64_t>(platform::open_connections())},
-        {"queues", platform::live_queues()},
-        {"notifications", static_cast<std::int64_t>(platform::notification_registrations())},
-        {"state handlers", static_cast<std::int64_t>(platform::state_handlers())},
-    };
-  }
-
-  const Counts counts_before_ = counts();
+  const Counts counts_before_ = live_counts();
 };
 
 }  // namespace hub::test
