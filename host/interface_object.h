@@ -68,10 +68,6 @@ class PlugInMaker {
     return kIOReturnSuccess;
   }
 
-  // How many references to its objects there are.
-  [[nodiscard]] std::uint32_t plugin_references() const { return references_to(plugins_); }
-  [[nodiscard]] std::uint32_t interface_references() const { return references_to(interfaces_); }
-
  private:
   using PlugInObject = InterfaceObject<IOCFPlugInInterface, PlugInMaker>;
   using Interface = InterfaceObject<Table, Model>;
@@ -103,23 +99,13 @@ class PlugInMaker {
     return objects.back().get();
   }
 
-  template <typename Object>
-  std::uint32_t references_to(const std::vector<std::unique_ptr<Object>>& objects) const {
-    const std::lock_guard lock(mutex_);
-    std::uint32_t references = 0;
-    for (const auto& object : objects) {
-      references += object->references;
-    }
-    return references;
-  }
-
   const PlugInPlan plan_;
   const CFUUIDBytes interface_id_;
   const Table& table_;
   Model& model_;
   const Names names_;
   Observations& observations_;
-  mutable std::mutex mutex_;
+  std::mutex mutex_;
   std::vector<std::unique_ptr<PlugInObject>> plugins_;
   std::vector<std::unique_ptr<Interface>> interfaces_;
 };

@@ -2,8 +2,7 @@
 #include "host/session.h"
 
 #include <algorithm>
-#include <exception>
-#include <memory>
+#include <new>
 #include <vector>
 
 #include "dispatch/dispatch.h"

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "VantuHUBHIDStatistics.h"
 
-#include <memory>
 #include <type_traits>
 
 #include "kept.h"
