@@ -17,8 +17,8 @@
 #include "host/clock_sources.h"
 #include "host/descriptor.h"
 #include "profile/NEBLogDecoder.h"
+#include "profile/catalogue.h"
 #include "profile/profile_exports.h"
-#include "profile/rendering.h"
 
 namespace {
 

@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "profile/NEBLogDecoder.h"
-#include "profile/rendering.h"
+#include "profile/catalogue.h"
 
 namespace {
 

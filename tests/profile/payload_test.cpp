@@ -145,9 +145,5 @@ TEST(Fits, row_that_ends_behind_the_payload_does_not_fit) {
   static_assert(!fits(kBehind));
 }
 
-TEST(HeaderWord, has_the_category_on_top_and_the_type_below) {
-  EXPECT_EQ(header_word(report(0x0A, 0x0B, 0x0C, 0x0D)), 0x0A0B0C0DU);
-}
-
 }  // namespace
 }  // namespace hub::test

@@ -10,10 +10,6 @@ namespace hub::profile {
 extern const NameTable kCategoryNames;
 extern const NameTable kTypeNames;
 
-// The payload types that categories give layouts of their own.
-inline constexpr unsigned int kShortDataType = 2;
-inline constexpr unsigned int kEventType = 3;
-
 // The layouts, named after the types that they belong to.
 extern const Layout kLongData;
 extern const Layout kShortData;

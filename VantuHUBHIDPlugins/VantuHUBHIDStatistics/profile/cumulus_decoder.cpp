@@ -64,19 +64,22 @@ constinit const NameTable kEvents{kEventRows};
 constinit const Layout kDataIn{"cumulus-data-in", kDataInRows};
 constinit const Layout kDataOut{"cumulus-data-out", kDataOutRows};
 
+namespace {
+
+// clang-format off
+
 // Kept: what goes in is followed by the common items of its type, what comes out is not.
-Rendering rendering(const _HubProfileReport& report) {
-  constexpr std::uint32_t kDataInHeader = 0x04000003;
-  constexpr std::uint32_t kDataOutHeader = 0x04000103;
-  switch (header_word(report)) {
-    case kDataInHeader:
-      return {&kDataIn, core_layout(report.type_id)};
-    case kDataOutHeader:
-      return {&kDataOut};
-    default:
-      return {core_layout(report.type_id)};
-  }
-}
+constexpr LayoutChoice kLayoutChoiceRows[] = {
+    // component  event  type  version  layouts
+    {   0,           0,   3,   kAny,    {&kDataIn, &kEvent}},
+    {   0,           1,   3,   kAny,    {&kDataOut}},
+};
+
+// clang-format on
+
+}  // namespace
+
+constinit const std::span<const LayoutChoice> kLayoutChoices{kLayoutChoiceRows};
 
 }  // namespace hub::profile::cumulus
 
@@ -89,5 +92,5 @@ std::string cumulus_decoder::event_name(unsigned int /*component*/, unsigned int
 }
 
 void cumulus_decoder::parse_datatype(std::stringstream& stream, const _HubProfileReport& report) {
-  print_rendering(*stream.rdbuf(), cumulus::rendering(report), payload_of(report));
+  print_rendering(*stream.rdbuf(), choose_layouts(cumulus::kLayoutChoices, report), payload_of(report));
 }

@@ -2,8 +2,10 @@
 // Category 4, "cumulus": vectors into and out of it, in fixed point.
 #pragma once
 
+#include <span>
+
+#include "profile/layout_choice.h"
 #include "profile/name_table.h"
-#include "profile/payload.h"
 #include "profile/profile_decoder.h"
 
 namespace hub::profile::cumulus {
@@ -14,8 +16,7 @@ extern const NameTable kEvents;
 extern const Layout kDataIn;
 extern const Layout kDataOut;
 
-// The layouts of a report of this category.
-Rendering rendering(const _HubProfileReport& report);
+extern const std::span<const LayoutChoice> kLayoutChoices;
 
 }  // namespace hub::profile::cumulus
 

@@ -55,20 +55,18 @@ constexpr entry kExtFunctionRows[] = {
 };
 static_assert(std::size(kExtFunctionRows) == 1);
 
-constexpr NameTable kEventTables[] = {
+// clang-format on
+
+}  // namespace
+
+constinit const NameTable kComponents{kComponentRows};
+constinit const NameTable kEventTables[] = {
     kSchedulerRows,    // 0
     kFunctionRows,     // 1
     kWorkloopRows,     // 2
     kCommandRows,      // 3
     kExtFunctionRows,  // 4
 };
-
-// clang-format on
-
-}  // namespace
-
-constinit const NameTable kComponents{kComponentRows};
-constinit const std::span<const NameTable> kEventsByComponent{kEventTables};
 
 }  // namespace hub::profile::execution
 
@@ -79,6 +77,6 @@ std::string execution_decoder::component_name(unsigned int component) {
 }
 
 std::string execution_decoder::event_name(unsigned int component, unsigned int event) {
-  const auto tables = execution::kEventsByComponent;
-  return component < tables.size() ? name_in(tables[component], event) : std::to_string(event);
+  return component < std::size(execution::kEventTables) ? name_in(execution::kEventTables[component], event)
+                                                        : std::to_string(event);
 }

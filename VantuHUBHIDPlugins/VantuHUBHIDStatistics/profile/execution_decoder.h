@@ -9,7 +9,7 @@
 namespace hub::profile::execution {
 
 extern const NameTable kComponents;
-extern const std::span<const NameTable> kEventsByComponent;  // components without a table are not in it
+extern const NameTable kEventTables[5];  // by component; those without a table are not in it
 
 }  // namespace hub::profile::execution
 

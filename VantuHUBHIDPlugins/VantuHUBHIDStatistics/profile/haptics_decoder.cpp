@@ -103,33 +103,25 @@ constinit const Layout kPlayRequest{"haptics-play-request", kPlayRequestRows};
 
 namespace {
 
-const Layout* short_data_layout(unsigned int event_id, const Layout* common) {
-  switch (event_id) {
-    case 1:
-      return &kAmpState;
-    case 2:
-      return &kPlayRequest;
-    default:
-      return common;
-  }
-}
+// clang-format off
+
+// Components 5 and 6, the audio side, report in the common layouts alone.
+constexpr LayoutChoice kLayoutChoiceRows[] = {
+    // component  event  type  version  layouts
+    {   5,        kAny,   3,   kAny,    {&kEvent}},
+    {   6,        kAny,   3,   kAny,    {&kEvent}},
+    {   5,        kAny,   2,   kAny,    {&kShortData}},
+    {   6,        kAny,   2,   kAny,    {&kShortData}},
+    {kAny,        kAny,   3,   kAny,    {&kTrace}},
+    {kAny,           1,   2,   kAny,    {&kAmpState}},
+    {kAny,           2,   2,   kAny,    {&kPlayRequest}},
+};
+
+// clang-format on
 
 }  // namespace
 
-Rendering rendering(const _HubProfileReport& report) {
-  const Layout* common = core_layout(report.type_id);
-  if (report.component_id == 5 || report.component_id == 6) {  // the audio side reports in the common layouts alone
-    return {common};
-  }
-  switch (report.type_id) {
-    case kEventType:
-      return {&kTrace};
-    case kShortDataType:
-      return {short_data_layout(report.event_id, common)};
-    default:
-      return {common};
-  }
-}
+constinit const std::span<const LayoutChoice> kLayoutChoices{kLayoutChoiceRows};
 
 }  // namespace hub::profile::haptics
 
@@ -147,6 +139,6 @@ std::string haptics_decoder::subtype_name(unsigned int component, unsigned int s
 }
 
 void haptics_decoder::parse_datatype(std::stringstream& stream, const _HubProfileReport& report) {
-  print_rendering(*stream.rdbuf(), haptics::rendering(report), payload_of(report),
+  print_rendering(*stream.rdbuf(), choose_layouts(haptics::kLayoutChoices, report), payload_of(report),
                   [this, &report](std::uint32_t subtype) { return subtype_name(report.component_id, subtype); });
 }

@@ -2,8 +2,10 @@
 // Category 11, "haptics": the haptics manager, its kernel-side counterpart and the detent generator.
 #pragma once
 
+#include <span>
+
+#include "profile/layout_choice.h"
 #include "profile/name_table.h"
-#include "profile/payload.h"
 #include "profile/profile_decoder.h"
 
 namespace hub::profile::haptics {
@@ -16,8 +18,7 @@ extern const Layout kTrace;
 extern const Layout kAmpState;
 extern const Layout kPlayRequest;
 
-// The layouts of a report of this category.
-Rendering rendering(const _HubProfileReport& report);
+extern const std::span<const LayoutChoice> kLayoutChoices;
 
 }  // namespace hub::profile::haptics
 

@@ -22,11 +22,6 @@ using Payload = std::span<const std::byte, kPayloadSize>;
 // The bytes behind a report's header. The report must outlive them.
 inline Payload payload_of(const _HubProfileReport& report) { return std::as_bytes(std::span(report.payload)); }
 
-// A report's first four bytes: category in bits 31-24, component in 23-16, event in 15-8, type in 7-0.
-inline std::uint32_t header_word(const _HubProfileReport& report) {
-  return load_le<std::uint32_t>(std::as_bytes(std::span(&report, 1)), 0);
-}
-
 enum class Form : std::uint8_t {
   kUnsigned,    // little-endian number, decimal
   kConstant,    // no bytes of the payload: the kind's own number, decimal

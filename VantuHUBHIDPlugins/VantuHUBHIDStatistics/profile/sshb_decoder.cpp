@@ -3,7 +3,6 @@
 
 #include <iterator>
 
-#include "little_endian.h"
 #include "profile/core_payloads.h"
 
 namespace hub::profile::sshb {
@@ -206,51 +205,26 @@ constinit const Layout kContext7{"sshb-context-7", kContext7Rows};
 
 namespace {
 
-constexpr unsigned int kContextType = 10;
+// clang-format off
 
 // Kept: short data that is neither a status event nor an input packet shows its common items twice.
-Rendering short_data_rendering(unsigned int event_id, const Layout* common) {
-  switch (event_id) {
-    case 2:  // input-packet
-      return {common};
-    case 3:  // status-event
-      return {&kStatusEvent, common};
-    default:
-      return {common, common};
-  }
-}
+constexpr LayoutChoice kLayoutChoiceRows[] = {
+    // component  event  type  version  layouts
+    {kAny,        kAny,   3,   kAny,    {&kTrace, &kEvent}},
+    {kAny,           2,   2,   kAny,    {&kShortData}},               // input-packet
+    {kAny,           3,   2,   kAny,    {&kStatusEvent, &kShortData}},
+    {kAny,        kAny,   2,   kAny,    {&kShortData, &kShortData}},
+    {kAny,        kAny,  10,   3,       {&kContext3}},
+    {kAny,        kAny,  10,   4,       {&kContext4}},
+    {kAny,        kAny,  10,   5,       {&kContext5}},
+    {kAny,        kAny,  10,   7,       {&kContext7}},
+};
 
-// Kept: the older versions 3 and 4 are followed by the common items of the type, 5 and 7 stand alone.
-Rendering context_rendering(unsigned int version, const Layout* common) {
-  switch (version) {
-    case 3:
-      return {&kContext3, common};
-    case 4:
-      return {&kContext4, common};
-    case 5:
-      return {&kContext5};
-    case 7:
-      return {&kContext7};
-    default:
-      return {common};
-  }
-}
+// clang-format on
 
 }  // namespace
 
-Rendering rendering(const _HubProfileReport& report) {
-  const Layout* common = core_layout(report.type_id);
-  switch (report.type_id) {
-    case kEventType:
-      return {&kTrace, common};
-    case kShortDataType:
-      return short_data_rendering(report.event_id, common);
-    case kContextType:
-      return context_rendering(load_le<std::uint16_t>(payload_of(report), 0), common);
-    default:
-      return {common};
-  }
-}
+constinit const std::span<const LayoutChoice> kLayoutChoices{kLayoutChoiceRows};
 
 }  // namespace hub::profile::sshb
 
@@ -283,6 +257,6 @@ std::string sshb_decoder::subtype_name(unsigned int component, unsigned int subt
 }
 
 void sshb_decoder::parse_datatype(std::stringstream& stream, const _HubProfileReport& report) {
-  print_rendering(*stream.rdbuf(), sshb::rendering(report), payload_of(report),
+  print_rendering(*stream.rdbuf(), choose_layouts(sshb::kLayoutChoices, report), payload_of(report),
                   [this, &report](std::uint32_t subtype) { return subtype_name(report.component_id, subtype); });
 }

@@ -2,8 +2,10 @@
 // Category 7, "sshb": the solid-state button with its haptics and amplifiers.
 #pragma once
 
+#include <span>
+
+#include "profile/layout_choice.h"
 #include "profile/name_table.h"
-#include "profile/payload.h"
 #include "profile/profile_decoder.h"
 
 namespace hub::profile::sshb {
@@ -20,8 +22,7 @@ extern const Layout kContext4;
 extern const Layout kContext5;
 extern const Layout kContext7;
 
-// The layouts of a report of this category.
-Rendering rendering(const _HubProfileReport& report);
+extern const std::span<const LayoutChoice> kLayoutChoices;
 
 }  // namespace hub::profile::sshb
 

@@ -52,18 +52,21 @@ constinit const NameTable kEvents{kEventRows};
 constinit const Layout kRequest{"wake-request", kRequestRows};
 constinit const Layout kWakeEvent{"wake-event", kWakeEventRows};
 
-Rendering rendering(const _HubProfileReport& report) {
-  constexpr std::uint32_t kRequestHeader = 0x0A00010D;  // its type, 13, has no name
-  constexpr std::uint32_t kWakeEventHeader = 0x0A000203;
-  switch (header_word(report)) {
-    case kRequestHeader:
-      return {&kRequest};
-    case kWakeEventHeader:
-      return {&kWakeEvent};
-    default:
-      return {core_layout(report.type_id)};
-  }
-}
+namespace {
+
+// clang-format off
+
+constexpr LayoutChoice kLayoutChoiceRows[] = {
+    // component  event  type  version  layouts
+    {   0,           1,  13,   kAny,    {&kRequest}},  // the type has no name
+    {   0,           2,   3,   kAny,    {&kWakeEvent}},
+};
+
+// clang-format on
+
+}  // namespace
+
+constinit const std::span<const LayoutChoice> kLayoutChoices{kLayoutChoiceRows};
 
 }  // namespace hub::profile::wake
 
@@ -76,5 +79,5 @@ std::string wake_decoder::event_name(unsigned int /*component*/, unsigned int ev
 }
 
 void wake_decoder::parse_datatype(std::stringstream& stream, const _HubProfileReport& report) {
-  print_rendering(*stream.rdbuf(), wake::rendering(report), payload_of(report));
+  print_rendering(*stream.rdbuf(), choose_layouts(wake::kLayoutChoices, report), payload_of(report));
 }

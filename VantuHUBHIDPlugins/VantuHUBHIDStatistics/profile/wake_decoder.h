@@ -2,8 +2,10 @@
 // Category 10, "wake": why, and on whose behalf, the co-processor woke the application processor.
 #pragma once
 
+#include <span>
+
+#include "profile/layout_choice.h"
 #include "profile/name_table.h"
-#include "profile/payload.h"
 #include "profile/profile_decoder.h"
 
 namespace hub::profile::wake {
@@ -14,8 +16,7 @@ extern const NameTable kEvents;
 extern const Layout kRequest;
 extern const Layout kWakeEvent;
 
-// The layouts of a report of this category.
-Rendering rendering(const _HubProfileReport& report);
+extern const std::span<const LayoutChoice> kLayoutChoices;
 
 }  // namespace hub::profile::wake
 
