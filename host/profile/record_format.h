@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+// A form in which records are written. The forms are told apart by what makes one; who reads records knows none.
+#pragma once
+
+#include <string>
+
+#include "profile/profile_report.h"
+
+namespace hub::host {
+
+// Writes records, one after the other, into texts that the caller puts out in the same order. Each thread that writes
+// has an object of its own; begin and end are asked of one of them. Throws std::bad_alloc.
+class RecordFormat {
+ public:
+  RecordFormat() = default;
+  RecordFormat(const RecordFormat&) = delete;
+  RecordFormat& operator=(const RecordFormat&) = delete;
+  virtual ~RecordFormat() = default;
+
+  // What stands before the first record and behind the last one, also when there is none. Appended.
+  virtual void begin(std::string& /*out*/) {}
+  virtual void end(std::string& /*out*/) {}
+
+  // Appends a record. False, and nothing appended, when it has no such form.
+  virtual bool append(const _HubProfileReport& report, std::string& out) = 0;
+};
+
+}  // namespace hub::host
