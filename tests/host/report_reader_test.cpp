@@ -16,6 +16,8 @@
 #include <string_view>
 #include <system_error>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "host/descriptor.h"
 #include "tests/support/report_builder.h"
@@ -23,8 +25,11 @@
 namespace hub::test {
 namespace {
 
+using host::ByteOrigin;
+using host::ByteSource;
 using host::Descriptor;
 using host::kReportSize;
+using host::ReadBytes;
 using host::ReportReader;
 
 // The bytes of reports whose sequence numbers are 0, 1, 2 ...
@@ -68,6 +73,33 @@ class PieceWisePipe {
  private:
   Descriptor reader_;
   Descriptor writer_;
+};
+
+// A source that gives these pieces, one a read, and then ends.
+class Pieces : public ByteSource {
+ public:
+  struct Piece {
+    std::string bytes;
+    ByteOrigin origin;
+  };
+
+  explicit Pieces(std::vector<Piece> pieces) : pieces_(std::move(pieces)) {}
+
+  ReadBytes read_some(std::span<std::byte> room) override {
+    if (next_ == pieces_.size()) {
+      return {};
+    }
+    const Piece& piece = pieces_[next_++];
+    EXPECT_LE(piece.bytes.size(), room.size());
+    std::copy(piece.bytes.begin(), piece.bytes.end(), reinterpret_cast<char*>(room.data()));
+    return {piece.bytes.size(), piece.origin};
+  }
+
+  bool would_wait() override { return false; }
+
+ private:
+  std::vector<Piece> pieces_;
+  std::size_t next_ = 0;
 };
 
 class ReportReaderTest : public ::testing::Test {
@@ -239,6 +271,92 @@ TEST_F(ReportReaderTest, descriptor_that_cannot_be_read_fails_with_the_reason) {
   EXPECT_EQ(reason_of_failure(folder.number()), EISDIR);
   EXPECT_EQ(reason_of_failure(write_only.number()), EBADF);
   EXPECT_EQ(reason_of_failure(-1), EBADF);
+}
+
+TEST_F(ReportReaderTest, would_wait_tells_whether_a_whole_report_is_there) {
+  const std::string bytes = capture(2);
+  PieceWisePipe pipe;
+  ReportReader reader(pipe.reader());
+  EXPECT_TRUE(reader.would_wait());
+  pipe.write_in_pieces(bytes.substr(0, kReportSize - 1), 10);
+  EXPECT_TRUE(reader.would_wait());
+  pipe.write(bytes.substr(kReportSize - 1, 2));
+  EXPECT_FALSE(reader.would_wait());
+  EXPECT_EQ(bytes_of(reader.next()), bytes.substr(0, kReportSize));
+  EXPECT_TRUE(reader.would_wait());
+  pipe.write(bytes.substr(kReportSize + 1));
+  EXPECT_EQ(bytes_of(reader.next()), bytes.substr(kReportSize));
+}
+
+TEST_F(ReportReaderTest, would_not_wait_at_the_end) {
+  PieceWisePipe pipe;
+  pipe.write("left over");
+  pipe.end();
+  ReportReader reader(pipe.reader());
+  EXPECT_FALSE(reader.would_wait());
+  EXPECT_FALSE(reader.would_wait());
+  EXPECT_EQ(reader.left_over_bytes(), 9U);
+}
+
+TEST_F(ReportReaderTest, end_that_would_wait_has_met_is_not_read_again) {
+  Pieces source({{"", ByteOrigin::kSame}, {capture(1), ByteOrigin::kSame}});
+  ReportReader reader(source);
+  EXPECT_FALSE(reader.would_wait());
+  EXPECT_TRUE(reader.next().empty());
+}
+
+class ReportReaderDropTest : public ReportReaderTest {
+ protected:
+  // All reports of these pieces, as bytes; what is told is in told_.
+  std::string read(std::vector<Pieces::Piece> pieces) {
+    Pieces source(std::move(pieces));
+    ReportReader reader(source, [this](const std::string& text) { told_ += text + "\n"; });
+    std::string bytes = read_to_end(reader);
+    left_over_bytes_ = reader.left_over_bytes();
+    return bytes;
+  }
+
+  const std::string bytes_ = capture(3);
+  std::string told_;
+  std::size_t left_over_bytes_ = 0;
+};
+
+TEST_F(ReportReaderDropTest, source_that_begins_anew_between_reports_drops_nothing) {
+  EXPECT_EQ(read({{bytes_, ByteOrigin::kSame}, {bytes_, ByteOrigin::kNextFile}}), bytes_ + bytes_);
+  EXPECT_EQ(told_, "");
+}
+
+TEST_F(ReportReaderDropTest, source_that_begins_anew_inside_a_report_drops_it_at_every_length) {
+  for (std::size_t length_bytes = 1; length_bytes < kReportSize; ++length_bytes) {
+    EXPECT_EQ(read({{bytes_.substr(0, length_bytes), ByteOrigin::kSame}, {bytes_, ByteOrigin::kCutFile}}), bytes_);
+    EXPECT_EQ(left_over_bytes_, 0U);
+  }
+}
+
+TEST_F(ReportReaderDropTest, what_is_dropped_is_told_with_its_reason_place_and_length) {
+  read({{bytes_.substr(0, 2 * kReportSize + 20), ByteOrigin::kSame},
+        {bytes_.substr(0, kReportSize + 1), ByteOrigin::kNextFile},
+        {bytes_.substr(0, 47), ByteOrigin::kCutFile},
+        {bytes_, ByteOrigin::kNextWriter}});
+  EXPECT_EQ(
+      told_,
+      "was replaced inside a record: at offset 96, 20 bytes are dropped of the 48 that a record has\n"
+      "was cut short inside a record: at offset 48, 1 byte is dropped of the 48 that a record has\n"
+      "was closed by its writer inside a record: at offset 0, 47 bytes are dropped of the 48 that a record has\n");
+}
+
+TEST_F(ReportReaderDropTest, new_beginning_that_comes_in_pieces_is_put_together) {
+  EXPECT_EQ(read({{"abc", ByteOrigin::kSame},
+                  {bytes_.substr(0, 1), ByteOrigin::kNextFile},
+                  {bytes_.substr(1, 50), ByteOrigin::kSame},
+                  {bytes_.substr(51), ByteOrigin::kSame}}),
+            bytes_);
+}
+
+TEST_F(ReportReaderDropTest, without_a_listener_it_is_dropped_as_well) {
+  Pieces source({{"abc", ByteOrigin::kSame}, {bytes_, ByteOrigin::kNextFile}});
+  ReportReader reader(source);
+  EXPECT_EQ(read_to_end(reader), bytes_);
 }
 
 TEST_F(ReportReaderTest, descriptor_stays_open_for_its_owner) {
