@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "corefoundation/corefoundation_host.h"
 #include "tests/support/decoding.h"
 #include "tests/support/report_builder.h"
 
@@ -44,12 +43,6 @@ TEST_F(ReportLines, lines_come_in_the_order_of_the_reports) {
   EXPECT_NE(std::string::npos, text_.find("'sequence_num':         2"));
 }
 
-TEST_F(ReportLines, lines_are_appended_to_what_is_there) {
-  text_ = "before\n";
-  append({worked_report()});
-  EXPECT_EQ(text_, std::string("before\n") + kWorkedLine);
-}
-
 TEST_F(ReportLines, report_whose_text_is_not_utf8_gives_no_line_and_is_counted) {
   EXPECT_EQ(append({report_without_text()}), 1U);
   EXPECT_EQ(text_, "");
@@ -58,12 +51,6 @@ TEST_F(ReportLines, report_whose_text_is_not_utf8_gives_no_line_and_is_counted) 
 TEST_F(ReportLines, reports_around_one_without_a_line_give_theirs) {
   EXPECT_EQ(append({report_without_text(), worked_report(), report_without_text(), worked_report()}), 2U);
   EXPECT_EQ(text_, std::string(kWorkedLine) + kWorkedLine);
-}
-
-TEST_F(ReportLines, descriptions_are_released) {
-  const auto before = platform::live_objects(CFStringGetTypeID());
-  append({worked_report(), report_without_text()});
-  EXPECT_EQ(platform::live_objects(CFStringGetTypeID()), before);
 }
 
 }  // namespace
