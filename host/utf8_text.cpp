@@ -29,8 +29,9 @@ bool is_surrogate(std::uint32_t character) { return character >= 0xD800 && chara
 
 bool continues(std::uint8_t byte) { return (byte & 0xC0U) == 0x80U; }
 
-// The length of the well-formed character that the text begins with; 0 when there is none. The text is not empty.
-std::size_t character_bytes(std::string_view text) {
+}  // namespace
+
+std::size_t utf8_character_bytes(std::string_view text) {
   const std::uint8_t first = byte_at(text, 0);
   for (const Shape& shape : kShapes) {
     if ((first & shape.mask) != shape.mark) {
@@ -52,18 +53,25 @@ std::size_t character_bytes(std::string_view text) {
   return 0;
 }
 
-}  // namespace
-
 std::size_t utf8_prefix_bytes(std::string_view text) {
   std::size_t prefix = 0;
   while (prefix < text.size()) {
-    const std::size_t length = character_bytes(text.substr(prefix));
+    const std::size_t length = utf8_character_bytes(text.substr(prefix));
     if (length == 0) {
       return prefix;
     }
     prefix += length;
   }
   return prefix;
+}
+
+void append_readable(std::string& out, std::string_view text) {
+  for (std::size_t prefix = utf8_prefix_bytes(text); prefix < text.size(); prefix = utf8_prefix_bytes(text)) {
+    out += text.substr(0, prefix);
+    out += kReplacementCharacter;
+    text.remove_prefix(prefix + 1);
+  }
+  out += text;
 }
 
 }  // namespace hub::host

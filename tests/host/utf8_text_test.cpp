@@ -8,6 +8,8 @@
 namespace hub::test {
 namespace {
 
+using host::append_readable;
+using host::utf8_character_bytes;
 using host::utf8_prefix_bytes;
 
 TEST(Utf8Prefix, first_and_last_character_of_each_length_are_well_formed) {
@@ -51,6 +53,35 @@ TEST(Utf8Prefix, ends_before_a_character_that_is_cut_off) {
 }
 
 TEST(Utf8Prefix, of_nothing_is_nothing) { EXPECT_EQ(utf8_prefix_bytes(""), 0U); }
+
+TEST(Utf8Character, length_is_that_of_the_first_character_alone) {
+  EXPECT_EQ(utf8_character_bytes("ab"), 1U);
+  EXPECT_EQ(utf8_character_bytes("\xC3\xA9\xC3"), 2U);
+  EXPECT_EQ(utf8_character_bytes("\xE2\x82\xAC"
+                                 "b"),
+            3U);
+  EXPECT_EQ(utf8_character_bytes("\xF0\x9F\x98\x80\xFF"), 4U);
+  EXPECT_EQ(utf8_character_bytes("\xE2\x82"), 0U);
+}
+
+std::string readable(std::string_view text) {
+  std::string out = ">";
+  append_readable(out, text);
+  return out;
+}
+
+TEST(ReadableText, text_that_is_well_formed_is_appended_as_it_is) {
+  EXPECT_EQ(readable(""), ">");
+  EXPECT_EQ(readable("a\xC3\xA9\n"), ">a\xC3\xA9\n");
+}
+
+TEST(ReadableText, each_byte_of_no_character_is_replaced_and_the_others_stay) {
+  EXPECT_EQ(readable("\xFF"), ">\uFFFD");
+  EXPECT_EQ(readable("a\xE2\x82"
+                     "b\x80\xC3\xA9"),
+            ">a\uFFFD\uFFFDb\uFFFD\u00E9");
+  EXPECT_EQ(readable("ab\xC3"), ">ab\uFFFD");
+}
 
 }  // namespace
 }  // namespace hub::test
