@@ -8,68 +8,22 @@
 #include <unistd.h>
 
 #include <iostream>
-#include <random>
 #include <string>
-#include <vector>
 
 #include "bench/allocation_count.h"
+#include "bench/mixed_records.h"
 #include "host/capture_decode.h"
 #include "host/clock_sources.h"
 #include "host/descriptor.h"
 #include "profile/NEBLogDecoder.h"
-#include "profile/catalogue.h"
 #include "profile/profile_exports.h"
 
 namespace {
 
-constexpr std::size_t kRecordCount = 20'000;
-
-// Text that real firmware would send: the fields of a text hold a name, not noise that is no UTF-8.
-void write_texts(_HubProfileReport& report) {
-  const hub::profile::Rendering rendering = hub::profile::rendering_of(report);
-  for (const hub::profile::Layout* layout : {rendering.first, rendering.second}) {
-    for (const hub::profile::Field& field :
-         layout != nullptr ? layout->fields : std::span<const hub::profile::Field>()) {
-      if (field.kind.form == hub::profile::Form::kText) {
-        std::string_view("accelerometer").copy(reinterpret_cast<char*>(report.payload) + field.at, 8);
-        report.payload[field.at + 8 - 1] = 0;
-      }
-    }
-  }
-}
-
-// The same records in every run: each category with each type in turn, known components and events, varied numbers.
-std::vector<_HubProfileReport> mixed_records() {
-  std::mt19937 random(20260304);
-  std::vector<_HubProfileReport> records(kRecordCount);
-  for (std::size_t index = 0; index < records.size(); ++index) {
-    _HubProfileReport& record = records[index];
-    record.category_id = static_cast<std::uint8_t>(index % 13);
-    record.type_id = static_cast<std::uint8_t>(index / 13 % 14);
-    record.component_id = static_cast<std::uint8_t>(random() % 10);
-    record.event_id = static_cast<std::uint8_t>(random() % 4);
-    record.sequence_num = static_cast<std::uint32_t>(index);
-    record.timestamp = 1'000'000 + 137 * index;
-    for (std::uint8_t& byte : record.payload) {
-      byte = static_cast<std::uint8_t>(random() >> (random() % 25));
-    }
-    constexpr std::uint8_t kContextVersions[] = {3, 4, 5, 7};
-    if (record.type_id == 10) {
-      record.payload[0] = kContextVersions[index % 4];
-      record.payload[1] = 0;
-    }
-    write_texts(record);
-  }
-  return records;
-}
-
-const std::vector<_HubProfileReport>& records() {
-  static const std::vector<_HubProfileReport> instance = mixed_records();
-  return instance;
-}
+using hub::bench::mixed_records;
 
 void report_rates(benchmark::State& state, std::uint64_t allocations_before) {
-  const auto done = static_cast<double>(state.iterations()) * static_cast<double>(records().size());
+  const auto done = static_cast<double>(state.iterations()) * static_cast<double>(mixed_records().size());
   state.counters["records"] = benchmark::Counter(done, benchmark::Counter::kIsRate);
   state.counters["allocations_per_record"] =
       static_cast<double>(hub::bench::allocation_count() - allocations_before) / done;
@@ -78,7 +32,7 @@ void report_rates(benchmark::State& state, std::uint64_t allocations_before) {
 void decoder_to_string(benchmark::State& state) {
   const std::uint64_t before = hub::bench::allocation_count();
   while (state.KeepRunning()) {
-    for (const _HubProfileReport& record : records()) {
+    for (const _HubProfileReport& record : mixed_records()) {
       benchmark::DoNotOptimize(NEBLogDecoder::to_string(record));
     }
   }
@@ -88,7 +42,7 @@ void decoder_to_string(benchmark::State& state) {
 void copy_profile_description(benchmark::State& state) {
   const std::uint64_t before = hub::bench::allocation_count();
   while (state.KeepRunning()) {
-    for (const _HubProfileReport& record : records()) {
+    for (const _HubProfileReport& record : mixed_records()) {
       CFRelease(CopyProfileDescription(&record));
     }
   }
@@ -97,8 +51,8 @@ void copy_profile_description(benchmark::State& state) {
 
 void hubprofile_over_a_file_in_memory(benchmark::State& state) {
   const hub::host::Descriptor file(memfd_create("capture", 0));
-  hub::host::write_all(file.number(),
-                       {reinterpret_cast<const char*>(records().data()), records().size() * sizeof(_HubProfileReport)});
+  hub::host::write_all(file.number(), {reinterpret_cast<const char*>(mixed_records().data()),
+                                       mixed_records().size() * sizeof(_HubProfileReport)});
   hub::host::CaptureDecodeOptions options;
   options.inputs = {"/proc/self/fd/" + std::to_string(file.number())};
   options.output = "/dev/null";
