@@ -7,6 +7,7 @@
 #include "bench/allocation_count.h"
 #include "bench/mixed_records.h"
 #include "host/clock_sources.h"
+#include "host/profile/csv_format.h"
 #include "host/profile/jsonl_format.h"
 #include "host/profile/text_format.h"
 
@@ -17,16 +18,14 @@ using hub::bench::mixed_records;
 // As many records as a block of input has; what they give is put out and its room used again.
 constexpr std::size_t kRecordsPerBlock = 1365;
 
-template <typename Format>
-void format(benchmark::State& state) {
-  Format writer;
+void write_records(benchmark::State& state, hub::host::RecordFormat& format) {
   std::string out;
   std::uint64_t bytes = 0;
   const std::uint64_t allocations_before = hub::bench::allocation_count();
   while (state.KeepRunning()) {
     std::size_t in_block = 0;
     for (const _HubProfileReport& record : mixed_records()) {
-      writer.append(record, out);
+      format.append(record, out);
       if (++in_block == kRecordsPerBlock) {
         benchmark::DoNotOptimize(out.data());
         bytes += out.size();
@@ -44,8 +43,24 @@ void format(benchmark::State& state) {
 
 void without_times(const benchmark::State&) { hub::host::publish_boot_time({std::nullopt}); }
 
-BENCHMARK(format<hub::host::TextFormat>)->Name("text")->Unit(benchmark::kMillisecond)->Setup(without_times);
-BENCHMARK(format<hub::host::JsonlFormat>)->Name("jsonl")->Unit(benchmark::kMillisecond)->Setup(without_times);
+void text(benchmark::State& state) {
+  hub::host::TextFormat format;
+  write_records(state, format);
+}
+
+void jsonl(benchmark::State& state) {
+  hub::host::JsonlFormat format;
+  write_records(state, format);
+}
+
+void csv(benchmark::State& state) {
+  hub::host::CsvFormat format(hub::host::parse_fields(hub::host::kDefaultFields));
+  write_records(state, format);
+}
+
+BENCHMARK(text)->Unit(benchmark::kMillisecond)->Setup(without_times);
+BENCHMARK(jsonl)->Unit(benchmark::kMillisecond)->Setup(without_times);
+BENCHMARK(csv)->Unit(benchmark::kMillisecond)->Setup(without_times);
 
 }  // namespace
 

@@ -99,6 +99,8 @@ FieldType FieldValue::type() const {
   return item_->name_of != nullptr ? FieldType::kName : FieldType::kNumber;
 }
 
+bool FieldValue::is_hexadecimal() const { return field_ != nullptr && field_->kind.form == Form::kQuotedHex; }
+
 std::uint64_t FieldValue::number() const {
   return field_ != nullptr ? profile::number_of(*field_, profile::payload_of(*report_)) : item_->number_of(*report_);
 }

@@ -39,6 +39,7 @@ class FieldValue {
   FieldValue(const _HubProfileReport& report, const profile::Field& field) : report_(&report), field_(&field) {}
 
   [[nodiscard]] FieldType type() const;
+  [[nodiscard]] bool is_hexadecimal() const;               // whether the line shows the number so
   [[nodiscard]] std::uint64_t number() const;              // kNumber, kName
   [[nodiscard]] double real() const;                       // kReal
   [[nodiscard]] std::string_view text() const;             // kText; points into the record

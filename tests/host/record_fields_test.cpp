@@ -87,6 +87,16 @@ TEST(RecordFields, values_come_in_their_types) {
   EXPECT_EQ(RecordField::named("raw-data")->values_of(data)[0].bytes()[0], std::byte{7});
 }
 
+TEST(RecordFields, only_numbers_that_the_line_shows_so_are_hexadecimal) {
+  const _HubProfileReport sample = report(8, 0, 0, 3).u32(0, 255);
+  const auto is_hexadecimal = [&](const char* name) {
+    return RecordField::named(name)->values_of(sample)[0].is_hexadecimal();
+  };
+  EXPECT_TRUE(is_hexadecimal("xarg1"));
+  EXPECT_FALSE(is_hexadecimal("arg1"));
+  EXPECT_FALSE(is_hexadecimal("event-id"));
+}
+
 TEST(RecordFields, unknown_names_are_not_found) {
   for (const char* name : {"", "durations", "event.", ".arg1", "event.duration", "event-arg1", "nothing.arg1"}) {
     EXPECT_FALSE(RecordField::named(name)) << name;
