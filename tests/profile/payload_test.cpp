@@ -81,10 +81,12 @@ TEST(Walker, list_of_bytes_is_padded_as_a_whole) {
   EXPECT_EQ(printed({8, bytes(2), "k", 8}, counting()), " 'k':   [8,9],");
 }
 
-TEST(Walker, list_of_bytes_is_cut_where_its_function_says_and_at_the_fields_end) {
-  EXPECT_EQ(printed({8, bytes(3), "k", 0, [](Payload) -> std::size_t { return 0; }}, counting()), " 'k':[],");
-  EXPECT_EQ(printed({8, bytes(3), "k", 0, [](Payload) -> std::size_t { return 2; }}, counting()), " 'k':[8,9],");
-  EXPECT_EQ(printed({8, bytes(3), "k", 0, [](Payload) -> std::size_t { return 4; }}, counting()), " 'k':[8,9,10],");
+TEST(Walker, list_of_bytes_is_cut_where_its_length_says_and_at_the_fields_end) {
+  const auto of_length = [](unsigned length) { return printed({8, bytes(3), "k", 0, 20}, counting().u16(20, length)); };
+  EXPECT_EQ(of_length(0), " 'k':[],");
+  EXPECT_EQ(of_length(2), " 'k':[8,9],");
+  EXPECT_EQ(of_length(4), " 'k':[8,9,10],");
+  EXPECT_EQ(of_length(256), " 'k':[8,9,10],");
 }
 
 TEST(Walker, subtype_is_named_by_the_caller) {

@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <iterator>
 
-#include "little_endian.h"
-
 namespace hub::profile {
 namespace {
 
@@ -52,7 +50,6 @@ static_assert(std::size(kTypeRows) == 13);
 
 // Raw data in packets: as much of it as the length says, and never more than a report carries.
 constexpr std::uint8_t kLongDataLengthAt = 4;
-std::size_t long_data_length(Payload payload) { return load_le<std::uint16_t>(payload, kLongDataLengthAt); }
 
 constexpr Field kLongDataRows[] = {
     //              at  width      key             column
@@ -60,7 +57,7 @@ constexpr Field kLongDataRows[] = {
     {                2, u16,       "packet-size",  10},
     {kLongDataLengthAt, u16,       "data-length",  10},
     {                6, u16,       "data-offset",  10},
-    {                8, bytes(24), "raw-data",     10, long_data_length},
+    {                8, bytes(24), "raw-data",     10, kLongDataLengthAt},
 };
 static_assert(fits(kLongDataRows));
 

@@ -63,7 +63,8 @@ std::string_view text_of(const Field& field, Payload payload) {
 
 std::span<const std::byte> bytes_of(const Field& field, Payload payload) {
   const std::size_t width_bytes = field.kind.width_bytes;
-  const std::size_t used = field.used_bytes != nullptr ? field.used_bytes(payload) : width_bytes;
+  const std::size_t used =
+      field.length_at != kWholeList ? load_le<std::uint16_t>(payload, field.length_at) : width_bytes;
   return payload.subspan(field.at, std::min(used, width_bytes));
 }
 

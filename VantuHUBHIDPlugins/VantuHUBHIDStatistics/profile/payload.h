@@ -52,16 +52,17 @@ constexpr Kind text(std::uint8_t width_bytes) { return {Form::kText, width_bytes
 constexpr Kind bytes(std::uint8_t width_bytes) { return {Form::kBytes, width_bytes}; }
 constexpr Kind constant(std::uint8_t number) { return {Form::kConstant, 0, number}; }
 
-// How many bytes of a list are in use; more than the field has counts as all of them.
-using UsedBytes = std::size_t (*)(Payload payload);
+// In place of an offset: the list is printed whole.
+inline constexpr std::uint8_t kWholeList = 0xFF;
 
 // One item of the line.
 struct Field {
   std::uint8_t at;  // offset in the payload
   Kind kind;
   std::string_view key;
-  std::uint8_t column = 0;         // least width of the value's text, blanks in front; 0: none
-  UsedBytes used_bytes = nullptr;  // kBytes only: where the list is cut; null: it is printed whole
+  std::uint8_t column = 0;  // least width of the value's text, blanks in front; 0: none
+  // kBytes only: offset of the 16-bit number of bytes in use; more than the field has counts as all of them
+  std::uint8_t length_at = kWholeList;
 };
 
 // The items of one layout, in print order. The name is ours, for messages and other formats; a line does not show it.
@@ -79,10 +80,11 @@ struct Rendering {
 // Names a number of Form::kSubtype.
 using SubtypeName = std::function<std::string(std::uint32_t subtype)>;
 
-// True when every row lies inside the payload: pinned beside each table.
+// True when every row, and the length that it is cut at, lies inside the payload: pinned beside each table.
 constexpr bool fits(std::span<const Field> fields) {
   for (const Field& field : fields) {
-    if (field.at + field.kind.width_bytes > kPayloadSize) {
+    if (field.at + field.kind.width_bytes > kPayloadSize ||
+        (field.length_at != kWholeList && field.length_at + sizeof(std::uint16_t) > kPayloadSize)) {
       return false;
     }
   }
