@@ -8,13 +8,15 @@
 #include <unistd.h>
 
 #include <iostream>
+#include <memory>
 #include <string>
 
 #include "bench/allocation_count.h"
 #include "bench/mixed_records.h"
-#include "host/capture_decode.h"
 #include "host/clock_sources.h"
 #include "host/descriptor.h"
+#include "host/profile/profile_run.h"
+#include "host/profile/text_format.h"
 #include "profile/NEBLogDecoder.h"
 #include "profile/profile_exports.h"
 
@@ -53,12 +55,14 @@ void hubprofile_over_a_file_in_memory(benchmark::State& state) {
   const hub::host::Descriptor file(memfd_create("capture", 0));
   hub::host::write_all(file.number(), {reinterpret_cast<const char*>(mixed_records().data()),
                                        mixed_records().size() * sizeof(_HubProfileReport)});
-  hub::host::CaptureDecodeOptions options;
-  options.inputs = {"/proc/self/fd/" + std::to_string(file.number())};
+  hub::host::ProfileRunOptions options;
+  options.inputs.names = {"/proc/self/fd/" + std::to_string(file.number())};
   options.output = "/dev/null";
+  hub::host::RecordOutputOptions records;
+  records.make_format = [] { return std::make_unique<hub::host::TextFormat>(); };
   const std::uint64_t before = hub::bench::allocation_count();
   while (state.KeepRunning()) {
-    if (hub::host::decode_captures(options, std::cerr) != 0) {
+    if (hub::host::write_records(options, records, std::cerr) != 0) {
       state.SkipWithError("hubprofile failed");
     }
   }

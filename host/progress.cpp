@@ -33,19 +33,36 @@ std::size_t line_length() {
   return is_known ? size.ws_col - 1U : std::string::npos;
 }
 
-std::string state_text(std::uint64_t done_bytes, std::uint64_t records, std::optional<std::uint64_t> size_bytes) {
+std::string done_text(std::uint64_t done_bytes, std::uint64_t records, std::uint64_t size_bytes) {
   char text[128];
   const double done_mib = static_cast<double>(done_bytes) / kBytesPerMebibyte;
   const auto record_count = static_cast<unsigned long long>(records);
   const char* noun = records == 1 ? "record" : "records";
-  if (size_bytes.value_or(0) == 0) {
+  if (size_bytes == 0) {
     std::snprintf(text, sizeof text, "%llu %s, %.1f MiB", record_count, noun, done_mib);
   } else {
-    const double share = std::min(1.0, static_cast<double>(done_bytes) / static_cast<double>(*size_bytes));
+    const double share = std::min(1.0, static_cast<double>(done_bytes) / static_cast<double>(size_bytes));
     std::snprintf(text, sizeof text, "%3.0f %%, %llu %s, %.1f of %.1f MiB", share * 100, record_count, noun, done_mib,
-                  static_cast<double>(*size_bytes) / kBytesPerMebibyte);
+                  static_cast<double>(size_bytes) / kBytesPerMebibyte);
   }
   return text;
+}
+
+// How fast, and how much longer at this rate; nothing before there is a rate to speak of.
+std::string rate_text(std::uint64_t done_bytes, std::uint64_t records, std::uint64_t size_bytes, double elapsed_s) {
+  constexpr double kShortest_s = 0.5;
+  if (elapsed_s < kShortest_s || done_bytes == 0) {
+    return "";
+  }
+  char text[96];
+  std::snprintf(text, sizeof text, ", %.0f records/s", static_cast<double>(records) / elapsed_s);
+  std::string rate = text;
+  if (size_bytes > done_bytes) {
+    const double left_s = elapsed_s / static_cast<double>(done_bytes) * static_cast<double>(size_bytes - done_bytes);
+    std::snprintf(text, sizeof text, ", %.0f s left", left_s);
+    rate += text;
+  }
+  return rate;
 }
 
 }  // namespace
@@ -83,7 +100,10 @@ void Progress::show(std::uint64_t done_bytes, std::uint64_t records) {
 }
 
 void Progress::draw() {
-  std::string text = input_name_ + ": " + state_text(done_bytes_, records_, size_bytes_);
+  const std::uint64_t size_bytes = size_bytes_.value_or(0);
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begun_at_;
+  std::string text = input_name_ + ": " + done_text(done_bytes_, records_, size_bytes) +
+                     rate_text(done_bytes_, records_, size_bytes, elapsed.count());
   text.resize(std::min(text.size(), line_length()));
   std::fputs(text.c_str(), stderr);
   drawn_length_ = text.size();

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// How far a tool has come, on standard error: one line that is rewritten in place.
+// How far a tool has come, how fast, and how much longer it will take, on standard error: one line that is rewritten in
+// place.
 #pragma once
 
 #include <chrono>
@@ -36,6 +37,7 @@ class Progress {
   std::uint64_t done_bytes_ = 0;
   std::uint64_t records_ = 0;
   std::size_t drawn_length_ = 0;
+  std::chrono::steady_clock::time_point begun_at_ = std::chrono::steady_clock::now();
   std::chrono::steady_clock::time_point drawn_at_{};
 };
 

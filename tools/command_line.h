@@ -3,6 +3,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <functional>
 #include <optional>
 #include <string>
@@ -49,6 +50,19 @@ std::optional<Value> value_of(const Word<Value> (&words)[kCount], const std::str
 inline std::optional<std::string> parse_file_name(const std::string& name) {
   return name.empty() ? std::nullopt : std::optional(name);
 }
+// Any text that is not empty, for options whose value is understood later.
+inline std::optional<std::string> parse_text(const std::string& text) { return parse_file_name(text); }
+
+// A decimal number without a sign from `least` to `most`, and nothing else.
+template <typename Number>
+std::optional<Number> parse_number(const std::string& text, Number least, Number most) {
+  Number number{};
+  const char* end = text.data() + text.size();
+  const auto [stopped_at, error] = std::from_chars(text.data(), end, number);
+  const bool is_number = error == std::errc() && stopped_at == end;
+  return is_number && number >= least && number <= most ? std::optional(number) : std::nullopt;
+}
+
 inline constexpr char kFileNameExpected[] = "FILE, a name that is not empty";
 
 // The words as CLI11 takes them, last first. It would take one in brackets apart as a list; "./" in front makes it

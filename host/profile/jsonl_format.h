@@ -15,14 +15,7 @@ inline constexpr std::string_view kJsonlFormat = "hub-profile/1";
 //
 // The members, in this order: "format"; the header under the names of a line; "payload", an object with a member for
 // each layout, an object with its rows by key; "binary-data"; "calendar-time" and "boot-timestamp" where they can be
-// had. A layout that the line shows twice stands once. Rows are
-//
-//   numbers       JSON integers with all their digits; fractions the shortest JSON number that is exact as a double
-//   hexadecimal   the digits, a string
-//   subtypes      the number, and behind it KEY-name with its name
-//   bytes         two hexadecimal digits each, a string
-//   texts         strings; when bytes in it belong to no character, the replacement character stands for each of them,
-//                 and behind it KEY-bytes has all bytes of the text
+// had. payload_json.h says what rows are.
 class JsonlFormat : public RecordFormat {
  public:
   bool append(const _HubProfileReport& report, std::string& out) override;

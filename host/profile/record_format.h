@@ -21,6 +21,9 @@ class RecordFormat {
   virtual void begin(std::string& /*out*/) {}
   virtual void end(std::string& /*out*/) {}
 
+  // A record of the input that is not written, for forms that show what lies between two records.
+  virtual void pass_over(const _HubProfileReport& /*report*/) {}
+
   // Appends a record. False, and nothing appended, when it has no such form.
   virtual bool append(const _HubProfileReport& report, std::string& out) = 0;
 };

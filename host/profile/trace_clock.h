@@ -4,12 +4,14 @@
 
 #include <cstdint>
 
+#include "host/profile/payload_json.h"
+
 #include "profile/profile_report.h"
 
 namespace hub::host {
 
 // The largest integer that every reader of JSON keeps, and so the time line's end.
-inline constexpr std::uint64_t kMaxTraceTime_us = (1ULL << 53U) - 1;
+inline constexpr std::uint64_t kMaxTraceTime_us = kLargestReadableInteger;
 
 struct TraceSpan {
   std::uint64_t start_us;

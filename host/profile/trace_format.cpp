@@ -4,8 +4,9 @@
 #include <algorithm>
 #include <span>
 
+#include "host/profile/payload_json.h"
 #include "host/profile/record_fields.h"
-#include "host/profile/trace_json.h"
+#include "host/profile/trace_arguments.h"
 #include "host/profile/value_text.h"
 #include "profile/NEBLogDecoder.h"
 #include "profile/core_payloads.h"
@@ -91,7 +92,7 @@ std::string lane_name(const Report& report, const TraceThread& thread, std::size
 
 void append_number(std::string_view key, std::uint64_t number, std::string& out) {
   out += key;
-  append_json_integer(out, number);
+  append_json_integer(out, number, Integers::kReadable);
 }
 
 void append_category(const Report& report, std::string& out) {

@@ -41,7 +41,7 @@ namespace hub::host {
 // one of two.
 //
 // Names: of a function with its id, of an external function its own, of a trace point its subtype's, of other records
-// the event's. The arguments are the whole record, as trace_json.h says. Memory is bounded by what trace_tracks.h
+// the event's. The arguments are the whole record, as trace_arguments.h says. Memory is bounded by what trace_tracks.h
 // remembers. One thread writes a trace; each object writes one.
 class TraceFormat final : public RecordFormat {
  public:

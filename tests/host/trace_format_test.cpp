@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/profile/trace_json.h"
+#include "host/profile/trace_arguments.h"
 #include "tests/support/report_builder.h"
 
 namespace hub::test {
@@ -93,8 +93,8 @@ TEST_F(TraceFormatTest, event_stands_whole_on_a_line) {
       "\n"
       R"({"name":"thread_name","ph":"M","pid":1,"tid":1001,"args":{"name":"function thread 5"}},)"
       "\n"
-      R"({"name":"function 31","cat":"exec","ph":"X","ts":0,"dur":44,"pid":1,"tid":1001,"args":{"sequence_num":7,)"
-      R"("timestamp":900,"category-id":0,"component-id":1,"event-id":0,"type-id":5,"function":{"function-id":31,)"
+      R"({"name":"function 31","cat":"exec","ph":"X","ts":0,"dur":44,"pid":1,"tid":1001,"args":{"timestamp":900,)"
+      R"("sequence_num":7,"type-id":5,"category-id":0,"component-id":1,"event-id":0,"function":{"function-id":31,)"
       R"("extra-id":3,"thread-id":5,"duration":44,"depth":2,"thread_duration":40}}})"
       "\n]}\n");
 }

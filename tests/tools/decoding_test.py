@@ -24,12 +24,17 @@ def record(category, component, event, type_id, payload=b"", sequence=7,
                        timestamp_us, payload)
 
 
-def sensor_named(name):
+def sensor_named(name, sequence=7):
     """A record with 12 bytes of text, at record offset 35."""
-    return record(2, 0, 9, 8, bytes(19) + name)
+    return record(2, 0, 9, 8, bytes(19) + name, sequence)
 
 
 INVALID_TEXT_RECORD = sensor_named(b"\xff")
+
+
+def invalid_text_records(count):
+    """Such records with sequence numbers from 0 on."""
+    return b"".join(sensor_named(b"\xff", number) for number in range(count))
 
 
 def records(*sequence_numbers):

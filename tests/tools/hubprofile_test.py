@@ -11,7 +11,7 @@ import unittest
 from command_test import respect_permissions
 from decoding_test import (
     INVALID_TEXT_RECORD, RECORD_BYTES, WORKED_LINE, WORKED_RECORD, DecodingTest,
-    lines, record, records, sensor_named)
+    invalid_text_records, lines, record, records, sensor_named)
 
 
 class Lines(DecodingTest):
@@ -19,7 +19,7 @@ class Lines(DecodingTest):
         self.assert_decoded(self.decode(data=WORKED_RECORD), WORKED_LINE)
 
     def test_each_record_gives_a_line_in_input_order(self):
-        self.assert_decoded(self.decode(data=records(3, 1, 2)), lines(3, 1, 2))
+        self.assertEqual(lines(3, 1, 2), self.decode(data=records(3, 1, 2)).output)
 
     def test_no_record_gives_no_line_and_succeeds(self):
         self.assert_decoded(self.decode(data=b""), b"")
@@ -60,7 +60,7 @@ class Inputs(DecodingTest):
 
     def test_file_named_twice_is_decoded_twice(self):
         name = self.file("a.bin", records(1))
-        self.assert_decoded(self.decode(name, name), lines(1, 1))
+        self.assertEqual(lines(1, 1), self.decode(name, name).output)
 
     def test_empty_file_between_others_gives_nothing(self):
         first, empty, last = (self.file("a.bin", records(1)), self.file("b.bin", b""),
@@ -103,20 +103,20 @@ class InvalidText(DecodingTest):
         self.assert_decoded(result, b"", self.MESSAGE.format("1 record has"))
 
     def test_records_before_and_after_it_give_their_lines(self):
-        result = self.decode(data=records(1) + INVALID_TEXT_RECORD + records(2))
-        self.assert_decoded(result, lines(1, 2), self.MESSAGE.format("1 record has"))
+        result = self.decode(data=records(6) + INVALID_TEXT_RECORD + records(8))
+        self.assert_decoded(result, lines(6, 8), self.MESSAGE.format("1 record has"))
 
     def test_several_are_counted_in_the_plural(self):
-        result = self.decode(data=INVALID_TEXT_RECORD * 3)
+        result = self.decode(data=invalid_text_records(3))
         self.assert_decoded(result, b"", self.MESSAGE.format("3 records have"))
 
     def test_more_than_fit_a_block_are_all_counted(self):
-        result = self.decode(data=INVALID_TEXT_RECORD * 3000)
+        result = self.decode(data=invalid_text_records(3000))
         self.assert_decoded(result, b"", self.MESSAGE.format("3000 records have"))
 
     def test_count_is_of_all_inputs_and_told_once_at_the_end(self):
-        name = self.file("a.bin", INVALID_TEXT_RECORD)
-        result = self.decode(name, "missing", name)
+        first = self.file("a.bin", sensor_named(b"\xff", 1))
+        result = self.decode(first, "missing", self.file("b.bin", sensor_named(b"\xff", 2)))
         self.assertEqual("hubprofile: missing: No such file or directory\n"
                          + self.MESSAGE.format("2 records have"), result.messages)
 
@@ -321,8 +321,8 @@ class Truncation(DecodingTest):
 
     def test_left_over_bytes_are_not_joined_with_the_next_file(self):
         cut = self.file("cut.bin", records(1, 2)[:60])
-        result = self.decode(cut, self.file("whole.bin", records(3)))
-        self.assert_failed(result, lines(1, 3), self.message("cut.bin", 48, 12))
+        result = self.decode(cut, self.file("whole.bin", records(2)))
+        self.assert_failed(result, lines(1, 2), self.message("cut.bin", 48, 12))
 
     def test_each_file_tells_its_own_offset(self):
         first, second = self.file("a", records(1) + b"x"), self.file("b", records(2, 3) + b"xy")

@@ -5,7 +5,7 @@
 speedscope runs in a browser without a window and reads the trace from a server
 on this machine. Then it is told to export what it has read. The viewer's files
 are in the folder that the environment variable VIEWER names, the capture is
-CAPTURE, the options with which the command writes a trace are TRACE_OPTIONS.
+CAPTURE.
 """
 
 import collections

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+// The options that all of hubprofile's commands share about a run: the captures, the output, what is told.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/profile/profile_run.h"
+
+namespace hub::tools {
+
+class RunOptions {
+ public:
+  // The captures are FILE... for commands that read any number of them as one run.
+  void describe_captures(CLI::App& app);
+  void describe_output(CLI::App& app);
+  void describe_following(CLI::App& app);
+
+  // Refuses captures that look like options: CLI11 takes a word such as -1 for a FILE, which it is only behind "--".
+  // `words` are the command line's. Throws CLI::ParseError.
+  void check(const std::vector<std::string>& words) const;
+
+  [[nodiscard]] host::ProfileRunOptions get() const;
+
+ private:
+  std::vector<std::string> captures_;
+  std::optional<std::string> output_;
+  std::optional<host::ProgressWhen> progress_;
+  bool fails_on_loss_ = false;
+  bool follows_ = false;
+  std::optional<double> idle_timeout_s_;
+};
+
+}  // namespace hub::tools
