@@ -32,15 +32,20 @@ inline constexpr std::size_t kCheckpointCount = 8;
 
 struct CheckpointName {
   Checkpoint checkpoint;
-  std::string_view key;  // in JSON
+  std::string_view key;      // in JSON
+  std::string_view heading;  // in text
 };
 
 // In the order in which a press comes by them.
 inline constexpr CheckpointName kCheckpointNames[kCheckpointCount] = {
-    {Checkpoint::kFingerOn, "finger_on"},       {Checkpoint::kButtonDown, "button_down"},
-    {Checkpoint::kAmplifierOn, "arc_turn_on"},  {Checkpoint::kHapticsStart, "start_haptics"},
-    {Checkpoint::kAmplifierReady, "arc_ready"}, {Checkpoint::kAssetPlay, "play_asset"},
-    {Checkpoint::kButtonUp, "button_up"},       {Checkpoint::kFingerOff, "finger_off"},
+    {Checkpoint::kFingerOn, "finger_on", "finger on"},
+    {Checkpoint::kButtonDown, "button_down", "button down"},
+    {Checkpoint::kAmplifierOn, "arc_turn_on", "ARC turn on"},
+    {Checkpoint::kHapticsStart, "start_haptics", "start haptics"},
+    {Checkpoint::kAmplifierReady, "arc_ready", "ARC ready"},
+    {Checkpoint::kAssetPlay, "play_asset", "play asset"},
+    {Checkpoint::kButtonUp, "button_up", "button up"},
+    {Checkpoint::kFingerOff, "finger_off", "finger off"},
 };
 
 // A time between two checkpoints of a press.

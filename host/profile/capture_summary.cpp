@@ -87,6 +87,19 @@ void RecordFigures::add(std::uint64_t timestamp_us) {
   last_us = std::max(last_us, timestamp_us);
 }
 
+void RecordFigures::add_all_of(const RecordFigures& other) {
+  count += other.count;
+  first_us = std::min(first_us, other.first_us);
+  last_us = std::max(last_us, other.last_us);
+}
+
+void FunctionFigures::add_all_of(const FunctionFigures& other) {
+  durations.add_all_of(other.durations);
+  if (other.thread_total) {
+    thread_total = thread_total.value_or(0) + *other.thread_total;
+  }
+}
+
 std::vector<NamedId> ids_of(GroupKey key, Level level) {
   _HubProfileReport report{};
   report.category_id = static_cast<std::uint8_t>(key >> kCategoryShift);
@@ -140,8 +153,9 @@ void CaptureSummary::see_durations(const _HubProfileReport& report) {
     if (layout->function != nullptr) {
       FunctionFigures& figures = functions_[function_of(*layout, payload)];
       figures.durations.add(duration);
-      figures.thread_total +=
-          layout->thread_duration != nullptr ? profile::number_of(*layout->thread_duration, payload) : 0;
+      if (layout->thread_duration != nullptr) {
+        figures.thread_total = figures.thread_total.value_or(0) + profile::number_of(*layout->thread_duration, payload);
+      }
     }
   }
 }

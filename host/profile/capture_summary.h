@@ -26,6 +26,7 @@ struct RecordFigures {
   std::uint64_t last_us = 0;
 
   void add(std::uint64_t timestamp_us);
+  void add_all_of(const RecordFigures& other);
 };
 
 // Groups of records: by their ids, from the coarsest to the finest.
@@ -64,7 +65,10 @@ struct FunctionKeyHash {
 
 struct FunctionFigures {
   DurationHistogram durations;
-  std::uint64_t thread_total = 0;  // of all thread durations, where the layout has them
+  std::optional<std::uint64_t> thread_total;  // of all thread durations; nothing where the layout has none
+
+  // Throws std::bad_alloc.
+  void add_all_of(const FunctionFigures& other);
 };
 
 // Adds up records one by one. Memory is bounded whatever they hold: each table tells BoundedTable::kMostKeys groups or

@@ -3,32 +3,60 @@
 
 #include <algorithm>
 #include <bit>
+#include <functional>
 
 namespace hub::host {
 namespace {
 
 constexpr unsigned kPercentiles[] = {50, 95, 99};
 
+std::uint64_t saturated_sum(std::uint64_t one, std::uint64_t other) {
+  return other > UINT64_MAX - one ? UINT64_MAX : one + other;
+}
+
 }  // namespace
 
 void DurationHistogram::add(std::uint64_t value) {
   ++count_;
-  sum_ = value > UINT64_MAX - sum_ ? UINT64_MAX : sum_ + value;
+  sum_ = saturated_sum(sum_, value);
   min_ = std::min(min_, value);
   max_ = std::max(max_, value);
   if (is_exact()) {
     values_.push_back(value);
     return;
   }
-  for (const std::uint64_t earlier : values_) {
-    count_in_step(earlier);
-  }
-  values_ = {};
+  leave_exactness();
   count_in_step(value);
 }
 
-void DurationHistogram::count_in_step(std::uint64_t value) {
+void DurationHistogram::add_all_of(const DurationHistogram& other) {
+  if (other.is_exact()) {
+    for (const std::uint64_t value : other.values_) {
+      add(value);
+    }
+    return;
+  }
+  count_ += other.count_;
+  sum_ = saturated_sum(sum_, other.sum_);
+  min_ = std::min(min_, other.min_);
+  max_ = std::max(max_, other.max_);
+  leave_exactness();
+  for (std::size_t octave = 0; octave < kOctaves; ++octave) {
+    const Octave& added = other.octaves_[octave];
+    octaves_[octave].resize(std::max(octaves_[octave].size(), added.size()));
+    std::transform(added.begin(), added.end(), octaves_[octave].begin(), octaves_[octave].begin(), std::plus<>());
+  }
+}
+
+void DurationHistogram::leave_exactness() {
   octaves_.resize(kOctaves);
+  for (const std::uint64_t value : values_) {
+    count_in_step(value);
+  }
+  values_ = {};
+}
+
+void DurationHistogram::count_in_step(std::uint64_t value) {
   // Octave 0 is what lies below kSteps, octave n the values of kSteps << (n - 1) and above, in steps of 1 << (n - 1).
   const auto octave = static_cast<std::size_t>(std::bit_width(value / kSteps));
   const std::uint64_t step = octave == 0 ? value : (value >> (octave - 1)) - kSteps;

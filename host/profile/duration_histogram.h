@@ -34,6 +34,9 @@ class DurationHistogram {
   // Throws std::bad_alloc.
   void add(std::uint64_t value);
 
+  // As if each value of the other had been added. Throws std::bad_alloc.
+  void add_all_of(const DurationHistogram& other);
+
   [[nodiscard]] std::uint64_t count() const { return count_; }
   [[nodiscard]] std::uint64_t sum() const { return sum_; }
 
@@ -49,6 +52,7 @@ class DurationHistogram {
 
   [[nodiscard]] bool is_exact() const { return count_ <= kExactValues; }
   void count_in_step(std::uint64_t value);
+  void leave_exactness();
   [[nodiscard]] std::uint64_t rank_of(unsigned percent) const;
   [[nodiscard]] std::uint64_t value_in_steps(std::uint64_t rank) const;
 

@@ -117,6 +117,19 @@ TEST(DurationHistogram, no_percentile_lies_outside_of_the_values) {
   EXPECT_EQ(figures.p99, 1'000'000'007U);
 }
 
+TEST(DurationHistogram, histograms_together_are_as_if_one_had_seen_all_values) {
+  const Values few = numbers_to(200);
+  const Values many = numbers_to(5000);
+  for (const auto& [one, other] : {std::pair(few, few), std::pair(few, many), std::pair(many, few),
+                                   std::pair(many, many), std::pair(Values(), many), std::pair(many, Values())}) {
+    DurationHistogram together = histogram_of(one);
+    together.add_all_of(histogram_of(other));
+    Values all = one;
+    all.insert(all.end(), other.begin(), other.end());
+    EXPECT_EQ(together.figures(), histogram_of(all).figures());
+  }
+}
+
 TEST(DurationHistogram, sum_stops_at_its_largest_value) {
   EXPECT_EQ(figures_of({UINT64_MAX, 1}).sum, UINT64_MAX);
   EXPECT_EQ(figures_of({UINT64_MAX - 1, 1}).sum, UINT64_MAX);
