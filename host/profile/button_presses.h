@@ -57,10 +57,10 @@ struct Latency {
 };
 
 inline constexpr Latency kLatencies[] = {
-    {"finger_to_button", "finger -> button down", Checkpoint::kFingerOn, Checkpoint::kButtonDown},
-    {"finger_to_haptics", "finger -> haptics start", Checkpoint::kFingerOn, Checkpoint::kHapticsStart},
-    {"finger_to_asset", "finger -> play asset", Checkpoint::kFingerOn, Checkpoint::kAssetPlay},
-    {"button_to_asset", "button down -> play asset", Checkpoint::kButtonDown, Checkpoint::kAssetPlay},
+    {"finger_to_button", "finger-button", Checkpoint::kFingerOn, Checkpoint::kButtonDown},
+    {"finger_to_haptics", "finger-haptics", Checkpoint::kFingerOn, Checkpoint::kHapticsStart},
+    {"finger_to_asset", "finger-asset", Checkpoint::kFingerOn, Checkpoint::kAssetPlay},
+    {"button_to_asset", "button-asset", Checkpoint::kButtonDown, Checkpoint::kAssetPlay},
 };
 
 inline constexpr std::size_t kLatencyCount = std::size(kLatencies);

@@ -59,4 +59,13 @@ std::string function_text(const FunctionKey& key) {
   return std::string(key.layout_name()) + " " + (name.empty() ? "(no name)" : name);
 }
 
+std::string estimates_note() {
+  return "Percentiles of more than " + number_text(DurationHistogram::kExactValues) +
+         " values are within 1 % of the exact ones.";
+}
+
+std::string others_note() {
+  return "(others): what came after the first " + number_text(CaptureSummary::Groups::kMostKeys) + " rows of a table.";
+}
+
 }  // namespace hub::host

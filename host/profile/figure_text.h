@@ -36,4 +36,8 @@ std::string group_text(GroupKey key, Level level);
 // "function 17", "extfunction hub_boot"; a name's bytes that are no text are escaped.
 std::string function_text(const FunctionKey& key);
 
+// What stands below tables whose figures need it: percentiles that are not exact, a row of others.
+std::string estimates_note();
+std::string others_note();
+
 }  // namespace hub::host

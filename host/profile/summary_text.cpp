@@ -86,7 +86,7 @@ class SummaryText {
     TextTable table({{"capture"}, {""}});
     table.add_row({"records", count_text(records.count)});
     table.add_row({"bytes", count_text(summary_.size_bytes())});
-    table.add_row({"records per s", rate_text(summary_.per_second(records.count))});
+    table.add_row({"records/s", rate_text(summary_.per_second(records.count))});
     table.add_row({"first (s)", has_times ? seconds_text(records.first_us) : kUnknown});
     table.add_row({"last (s)", has_times ? seconds_text(records.last_us) : kUnknown});
     table.add_row({"span (s)", seconds_text(summary_.span_us())});
@@ -236,12 +236,10 @@ class SummaryText {
       add_note("The clock went backwards: the span reaches from the smallest time to the largest.");
     }
     if (has_estimates_) {
-      add_note("Percentiles of more than " + number_text(DurationHistogram::kExactValues) +
-               " values are within 1 % of the exact ones.");
+      add_note(estimates_note());
     }
     if (has_others_) {
-      add_note("(others): what came after the first " + number_text(CaptureSummary::Groups::kMostKeys) +
-               " rows of a table.");
+      add_note(others_note());
     }
     if (notes_.empty()) {
       return;

@@ -31,8 +31,9 @@ TEST(SummaryText, example_capture_looks_as_shown_at_each_width) {
 }
 
 TEST(SummaryText, no_line_is_wider_than_the_terminal_or_ends_with_a_blank) {
+  const CaptureSummary summary = example_with_loss();
   for (std::size_t width = 40; width <= 200; ++width) {
-    const std::string text = summary_text(example_with_loss(), width);
+    const std::string text = summary_text(summary, width);
     EXPECT_LE(longest_line(text), width);
     EXPECT_FALSE(has(text, " \n"));
   }
@@ -47,12 +48,12 @@ TEST(SummaryText, wide_terminal_shows_every_column_and_fills_no_more_than_they_n
 TEST(SummaryText, capture_without_a_record_has_dashes_and_no_tables) {
   EXPECT_EQ(summary_text(CaptureSummary(), 80),
             "capture\n"
-            "records        0\n"
-            "bytes          0\n"
-            "records per s  -\n"
-            "first (s)      -\n"
-            "last (s)       -\n"
-            "span (s)       -\n"
+            "records    0\n"
+            "bytes      0\n"
+            "records/s  -\n"
+            "first (s)  -\n"
+            "last (s)   -\n"
+            "span (s)   -\n"
             "\n"
             "no loss known\n");
 }
@@ -60,12 +61,12 @@ TEST(SummaryText, capture_without_a_record_has_dashes_and_no_tables) {
 TEST(SummaryText, one_record_has_a_time_and_no_rate) {
   EXPECT_EQ(summary_text(summary_of({report(12, 3, 4, 0).time_us(2'000'001)}), 80),
             "capture\n"
-            "records               1\n"
-            "bytes                48\n"
-            "records per s         -\n"
-            "first (s)      2.000001\n"
-            "last (s)       2.000001\n"
-            "span (s)       0.000000\n"
+            "records           1\n"
+            "bytes            48\n"
+            "records/s         -\n"
+            "first (s)  2.000001\n"
+            "last (s)   2.000001\n"
+            "span (s)   0.000000\n"
             "\n"
             "no loss known\n"
             "\n"

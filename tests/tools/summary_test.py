@@ -2,9 +2,10 @@
 # SPDX-License-Identifier: Apache-2.0
 """The figures of generated captures, worked out a second time from their bytes.
 
-The command reads a capture on standard input and writes its summary as JSON.
-COMMAND is its path, COMMAND_ARGUMENTS what it needs besides, if anything. All
-names and layouts here are written apart from the command's.
+The command reads a capture on standard input and writes its summary as JSON, or
+compares the two captures that it is given. COMMAND is its path,
+SUMMARY_ARGUMENTS and COMPARISON_ARGUMENTS what it needs besides, if anything.
+All names and layouts here are written apart from the command's.
 """
 
 import collections
@@ -13,10 +14,15 @@ import os
 import random
 import struct
 import subprocess
+import tempfile
 import unittest
 
-COMMAND = [os.path.abspath(os.environ["COMMAND"]),
-           *os.environ.get("COMMAND_ARGUMENTS", "").split()]
+def command(arguments):
+    return [os.path.abspath(os.environ["COMMAND"]), *os.environ.get(arguments, "").split()]
+
+
+SUMMARY_COMMAND = command("SUMMARY_ARGUMENTS")
+COMPARISON_COMMAND = command("COMPARISON_ARGUMENTS")
 
 RECORD_BYTES = 48
 MOST_ROWS = 1024
@@ -168,14 +174,18 @@ def outcome(press):
     return "no_button"
 
 
-# --- Comparison --------------------------------------------------------------
+def summary_of(capture):
+    run = subprocess.run(SUMMARY_COMMAND, input=capture, stdout=subprocess.PIPE,
+                         check=True, timeout=600)
+    return json.loads(run.stdout)
+
+
+# --- Summaries ---------------------------------------------------------------
 
 class SummaryCase(unittest.TestCase):
     def summarise(self, capture):
         self.records = records_of(capture)
-        run = subprocess.run(COMMAND, input=capture, stdout=subprocess.PIPE,
-                             check=True, timeout=600)
-        self.summary = json.loads(run.stdout)
+        self.summary = summary_of(capture)
         self.span_us = (max(entry.time_us for entry in self.records)
                         - min(entry.time_us for entry in self.records))
 
@@ -328,8 +338,7 @@ class SummaryOfSmallCaptures(SummaryCase):
                          ("sshb", "latency", "ckp_VossaStartHaptics"))
 
     def test_capture_without_a_record_has_nulls(self):
-        run = subprocess.run(COMMAND, input=b"", stdout=subprocess.PIPE, check=True, timeout=60)
-        summary = json.loads(run.stdout)
+        summary = summary_of(b"")
         self.assertEqual(summary["records"], 0)
         for name in ("first_us", "last_us", "span_us", "per_second"):
             self.assertIsNone(summary[name], name)
@@ -350,6 +359,92 @@ class SummaryOfSmallCaptures(SummaryCase):
         self.assertEqual(self.summary["span_us"], last)
         self.assertEqual(self.summary["presses"]["latencies_us"]["finger_to_button"]["max"], last)
         self.expect_functions()
+
+
+# --- Comparisons -------------------------------------------------------------
+
+def change(a, b):
+    """As the comparison should show a figure."""
+    known = a is not None and b is not None
+    has_percent = known and (a != 0 or b == 0)
+    return {"a": a, "b": b, "difference": b - a if known else None,
+            "percent": (100 * (b - a) / a if a else 0) if has_percent else None}
+
+
+class ComparisonOfGeneratedCaptures(unittest.TestCase):
+    """The summaries of both captures have everything that it should show."""
+
+    TABLES = {"categories": ("category_id",), "components": ("category_id", "component_id"),
+              "events": ("category_id", "component_id", "event_id"),
+              "event_durations": ("category_id", "component_id", "event_id"),
+              "functions": ("layout", "function_id", "function", "function_bytes")}
+    SPREAD = ("count", "min", "p50", "p95", "p99", "max")
+
+    def compare(self, a, b):
+        with tempfile.TemporaryDirectory() as folder:
+            paths = [os.path.join(folder, name) for name in ("a.bin", "b.bin")]
+            for path, capture in zip(paths, (a, b)):
+                with open(path, "wb") as file:
+                    file.write(capture)
+            run = subprocess.run([*COMPARISON_COMMAND, *paths], stdout=subprocess.PIPE,
+                                 check=True, timeout=600)
+        self.comparison = json.loads(run.stdout)
+        self.a, self.b = summary_of(a), summary_of(b)
+
+    def expect_change(self, found, a, b):
+        wanted = change(a, b)
+        self.assertEqual(set(found), set(wanted))
+        for name, value in wanted.items():
+            if isinstance(value, float) and found[name] is not None:
+                self.assertAlmostEqual(found[name], value, delta=1e-9 + abs(value) * 1e-9)
+            else:
+                self.assertEqual(found[name], value, name)
+
+    def rows_of(self, table):
+        names = self.TABLES[table]
+        key_of = lambda row: tuple(row.get(name) for name in names)
+        return tuple({key_of(row): row for row in summary[table]["rows"]}
+                     for summary in (self.a, self.b, self.comparison))
+
+    def expect_row(self, found, a, b, figures):
+        self.assertEqual(found["in"], "both" if a and b else "a" if a else "b")
+        for figure in figures:
+            missing = None if found["uncertain"] or figure not in ("count", "total", "share",
+                                                                   "per_second") else 0
+            self.expect_change(found[figure], *((row[figure] if row else missing)
+                                                for row in (a, b)))
+
+    def expect_table(self, table, figures, amount):
+        rows_of_a, rows_of_b, rows = self.rows_of(table)
+        self.assertEqual(set(rows), set(rows_of_a) | set(rows_of_b))
+        for key, row in rows.items():
+            a, b = rows_of_a.get(key), rows_of_b.get(key)
+            others = (self.a if b else self.b)[table]["others"]
+            self.assertEqual(row["uncertain"], not (a and b) and others is not None)
+            self.expect_row(row, a, b, figures)
+        changes = [abs((rows_of_b[key][amount] if key in rows_of_b else 0) / self.b["span_us"]
+                       - (rows_of_a[key][amount] if key in rows_of_a else 0) / self.a["span_us"])
+                   for key in rows]
+        for earlier, later in zip(changes, changes[1:]):
+            self.assertGreaterEqual(earlier * (1 + 1e-9), later)
+
+    def test_all_figures_and_their_differences(self):
+        self.compare(Generator(5).capture(3000), Generator(6).capture(40_000))
+        for name in ("records", "bytes", "span_us", "per_second"):
+            self.expect_change(self.comparison[name], self.a[name], self.b[name])
+        for table in ("categories", "components", "events"):
+            self.expect_table(table, ("count", "share", "per_second"), "count")
+        for table in ("event_durations", "functions"):
+            self.expect_table(table, (*self.SPREAD, "total"), "total")
+        a, b, found = (summary["presses"] for summary in (self.a, self.b, self.comparison))
+        for outcome_name in a["outcomes"]:
+            self.expect_change(found[outcome_name], a["outcomes"][outcome_name],
+                               b["outcomes"][outcome_name])
+        for name in LATENCIES:
+            for figure in self.SPREAD:
+                self.expect_change(found["latencies_us"][name][figure],
+                                   a["latencies_us"][name][figure],
+                                   b["latencies_us"][name][figure])
 
 
 if __name__ == "__main__":
