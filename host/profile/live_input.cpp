@@ -154,7 +154,6 @@ bool LiveInput::start_again_when_cut() {
   return true;
 }
 
-// A pipe without writers is opened once more: then it can be waited for, while the old descriptor keeps what is in it.
 bool LiveInput::find_successor() {
   if (path_.empty()) {
     return false;
@@ -166,19 +165,17 @@ bool LiveInput::find_successor() {
     }
     throw_errno("open");
   }
-  const bool is_same = same_file(status_of(found.number()), status_of(descriptor_));
-  if (is_same && !is_named_pipe_) {
+  if (same_file(status_of(found.number()), status_of(descriptor_))) {
     return false;
   }
   successor_ = std::move(found);
-  successor_origin_ = is_same ? ByteOrigin::kNextWriter : ByteOrigin::kNextFile;
   return true;
 }
 
 void LiveInput::take_successor() {
   owned_ = std::exchange(successor_, Descriptor());
   use(owned_.number());
-  origin_ = successor_origin_;
+  origin_ = ByteOrigin::kNextFile;
 }
 
 // Until something may be there, at most until the time is over; false when it is over.

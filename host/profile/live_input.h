@@ -27,7 +27,7 @@ struct LiveInputOptions {
 //   a file's name  may come to lead to another file: what is left of the old one is read, then the new one from its
 //                  start. While it leads nowhere, the old one is read on.
 //   a named pipe   goes on with the next writer when the last one has closed it, and as a file does when its name has
-//                  come to lead elsewhere.
+//                  come to lead elsewhere. Writers between which nobody looked count as one.
 //   a descriptor   has no name to look at: a file's is read on, any other ends where it ends.
 // Signals end the process as usual.
 class LiveInput final : public ByteSource {
@@ -67,8 +67,7 @@ class LiveInput final : public ByteSource {
   bool is_named_pipe_ = false;  // that is followed
   bool at_end_ = false;         // the last read met the end of what is read at the moment
   bool ended_ = false;
-  Descriptor successor_;  // what the name leads to now, read when the current one is at its end
-  ByteOrigin successor_origin_ = ByteOrigin::kSame;
+  Descriptor successor_;                   // what the name leads to now, read when the current one is at its end
   ByteOrigin origin_ = ByteOrigin::kSame;  // of the next bytes
 };
 

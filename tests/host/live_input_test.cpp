@@ -12,6 +12,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdint>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -123,6 +124,13 @@ class LiveInputTest : public ::testing::Test {
   void make_named_pipe(const std::string& name) const { ASSERT_EQ(mkfifo(path(name).c_str(), 0600), 0); }
   [[nodiscard]] Descriptor writer_of(const std::string& name) const {
     return Descriptor(open(path(name).c_str(), O_WRONLY | O_CLOEXEC));
+  }
+
+  // Of this thread.
+  static Seconds processor_time() {
+    timespec used{};
+    EXPECT_EQ(clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used), 0);
+    return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
   }
 
   static int reason_of_failure(const std::string& path) {
@@ -373,6 +381,15 @@ TEST_F(LiveInputTest, named_pipe_that_nobody_writes_ends_by_the_idle_timeout) {
   EXPECT_EQ(LiveReader(path("pipe"), {.follow = true, .idle_timeout = Seconds(0.01)}).read_to_end(), "");
 }
 
+TEST_F(LiveInputTest, named_pipe_that_its_writers_have_left_is_waited_for_without_work) {
+  make_named_pipe("pipe");
+  LiveReader reader(path("pipe"), {.follow = true, .idle_timeout = Seconds(0.3)});
+  write_all(writer_of("pipe").number(), records(1, 1));
+  const Seconds before = processor_time();
+  EXPECT_EQ(reader.read_to_end(), "1 ");
+  EXPECT_LT(processor_time() - before, Seconds(0.015));
+}
+
 TEST_F(LiveInputTest, named_pipe_that_has_become_a_file_is_left_for_it) {
   make_named_pipe("capture");
   LiveReader reader(path("capture"), kFollow);
@@ -431,7 +448,8 @@ TEST_F(LivePipeTest, signal_that_is_handled_does_not_end_the_wait) {
   const auto before = std::signal(SIGUSR1, [](int) {});
   LiveReader reader(reading_end_.number(), {});
   std::jthread writer([this, waiting = pthread_self()] {
-    for (int count = 0; count < 100; ++count) {
+    for (int count = 0; count < 20; ++count) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));  // so that it waits again
       pthread_kill(waiting, SIGUSR1);
     }
     write_all(writing_end_.number(), records(1, 1));
