@@ -52,6 +52,12 @@ class DissectorTest(unittest.TestCase):
         self.assertEqual((0, []), (result.returncode, complaints), command)
         return result.stdout.decode()
 
+    def assert_all_equal(self, expected, found):
+        """Tells the first difference alone: that of long lists takes minutes to show."""
+        for index, (one, other) in enumerate(zip(expected, found)):
+            self.assertEqual(one, other, f"packet {index + 1}")
+        self.assertEqual(len(expected), len(found))
+
     def capture(self, records, *options):
         path = self.folder / "records.pcapng"
         with open(path, "wb") as file:

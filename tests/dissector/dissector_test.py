@@ -155,7 +155,7 @@ class Names(DissectorTest):
         found = self.columns(self.capture(records), "hubprofile.category_name",
                              "hubprofile.component_name", "hubprofile.event_name",
                              "hubprofile.type_name")
-        self.assertEqual(list(map(dissecting.names_of, records)), found)
+        self.assert_all_equal(list(map(dissecting.names_of, records)), found)
 
     def test_every_trace_point_has_its_name(self):
         points = list(itertools.product((7, 11), range(11), make_records.SUBTYPES))
@@ -165,7 +165,7 @@ class Names(DissectorTest):
             self.capture([record(category, component, 0, 3, struct.pack("<I", subtype))
                           for category, component, subtype in points]),
             "hubprofile.sshb_trace.trace_name", "hubprofile.haptics_trace.trace_name")
-        self.assertEqual(
+        self.assert_all_equal(
             [profile_reference.name_by_component(profile_reference.SUBTYPE_NAMES, *point)
              for point in points],
             ["".join(names) for names in found])
@@ -182,7 +182,7 @@ class Filters(DissectorTest):
         self.assertTrue(0 < len(expected) < len(self.records))
         found = self.columns(self.capture(self.records), "frame.number",
                              display_filter=display_filter)
-        self.assertEqual(expected, [number for number, in found])
+        self.assert_all_equal(expected, [number for number, in found])
 
     def test_number_of_a_payload(self):
         self.assert_passes("hubprofile.function.duration > 1000",
@@ -242,8 +242,8 @@ class Captures(DissectorTest):
     def assert_times_us(self, capture, time_us_of):
         found = [seconds.replace(".", "") for seconds, in self.columns(capture, "frame.time_epoch")]
         timestamps_us = [struct.unpack_from("<Q", sample, 8)[0] for sample in EXAMPLE]
-        self.assertEqual([time_us_of(timestamp_us) * 1000 for timestamp_us in timestamps_us],
-                         list(map(int, found)))
+        self.assert_all_equal([time_us_of(timestamp_us) * 1000 for timestamp_us in timestamps_us],
+                              list(map(int, found)))
 
     def test_interface_has_the_devices_name(self):
         capture = self.capture(EXAMPLE[:1], "--device", "hüb 7")
