@@ -15,7 +15,7 @@
 #include "bench/mixed_records.h"
 #include "host/clock_sources.h"
 #include "host/descriptor.h"
-#include "host/profile/profile_run.h"
+#include "host/profile/record_run.h"
 #include "host/profile/text_format.h"
 #include "profile/NEBLogDecoder.h"
 #include "profile/profile_exports.h"

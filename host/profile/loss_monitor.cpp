@@ -227,7 +227,7 @@ void LossMonitor::tell(LossKind kind, const Arrival& arrival) const {
   }
 }
 
-std::string loss_summary(const LossMonitor::Counts& counts) {
+std::string loss_summary(const LossCounts& counts) {
   const struct {
     std::uint64_t count;
     std::string text;

@@ -11,6 +11,7 @@
 #include <string>
 #include <utility>
 
+#include "host/profile/loss_counts.h"
 #include "profile/profile_report.h"
 
 namespace hub::host {
@@ -62,17 +63,6 @@ class LossMonitor {
   static constexpr std::uint32_t kReach = 1024;  // how far behind the newest number is looked
   static constexpr std::size_t kOpenGaps = 64;
 
-  struct Counts {
-    std::uint64_t gaps = 0;             // the open ones as well
-    std::uint64_t missing_records = 0;  // in these gaps
-    std::uint64_t duplicates = 0;
-    std::uint64_t reordered = 0;
-    std::uint64_t clock_backwards = 0;
-    std::uint64_t restarts = 0;
-
-    bool operator==(const Counts&) const = default;
-  };
-
   explicit LossMonitor(Listener listener = {}) : listener_(std::move(listener)) {}
 
   // Every record of the run, in input order.
@@ -81,8 +71,8 @@ class LossMonitor {
   // Once, behind the last record: what is still open is final.
   void finish();
 
-  // As of now: a gap that is filled up later is taken back.
-  [[nodiscard]] const Counts& counts() const { return counts_; }
+  // As of now, with the gaps that are open: one that is filled up later is taken back.
+  [[nodiscard]] const LossCounts& counts() const { return counts_; }
 
  private:
   struct Arrival {
@@ -131,7 +121,7 @@ class LossMonitor {
   void tell(LossKind kind, const Arrival& arrival) const;
 
   Listener listener_;
-  Counts counts_;
+  LossCounts counts_;
   std::uint64_t records_ = 0;
   std::uint32_t life_ = 0;  // counts the restarts and the start
   std::uint32_t expected_ = 0;
@@ -144,7 +134,7 @@ class LossMonitor {
 
 // All counts that are not 0 in one line without an end, such as "3 gaps (17 records missing), 1 duplicate"; empty when
 // nothing was wrong.
-std::string loss_summary(const LossMonitor::Counts& counts);
+std::string loss_summary(const LossCounts& counts);
 
 // A finding in one line without an end, such as
 // "record 120: gap: 17 records missing, sequence_num 41 to 57, between 812000 us and 813500 us".

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// One run of hubprofile over its inputs: what is common to writing records, listing losses and summaries.
+// One run of hubprofile: captures in, one output, what is told of both, and the exit status.
 #pragma once
 
 #include <functional>
@@ -8,7 +8,7 @@
 
 #include "host/output_file.h"
 #include "host/profile/capture_inputs.h"
-#include "host/profile/record_output.h"
+#include "host/profile/loss_monitor.h"
 
 namespace hub::host {
 
@@ -18,22 +18,48 @@ inline constexpr int kFailedStatus = 1;
 inline constexpr int kLossStatus = 3;
 inline constexpr int kReaderGoneStatus = 141;
 
+// Which records are wanted; empty: all. Called by any of the threads that work on a run.
+using RecordPredicate = std::function<bool(const _HubProfileReport&)>;
+
 struct ProfileRunOptions {
   CaptureInputsOptions inputs;
   std::string output;          // file name; empty or "-": standard output
   bool fails_on_loss = false;  // kLossStatus when records were lost, repeated or out of order
 };
 
-// Writes the records of the inputs in a form. A record is written as soon as it has been read; memory does not grow
-// with the input. What went wrong, the records without such a form, and what the run tells of losses are told on
-// `messages`, each line beginning with "hubprofile: ".
-//
-// Returns the exit status: kDoneStatus; kFailedStatus when an input could not be read or ended inside a record (all
-// that could be decoded was written), or when the output could not be written (a file named as output is then as it
-// was); kLossStatus; kReaderGoneStatus, without a message, when the reader of the output went away.
-int write_records(const ProfileRunOptions& options, const RecordOutputOptions& records, std::ostream& messages);
+// Opens the output, lets `work` write to it, and gives its status; when the output fails, kFailedStatus with a message,
+// or kReaderGoneStatus without one. A file named as output then is as it was.
+int with_output(const std::string& name, std::ostream& messages, const std::function<int(OutputFile&)>& work);
 
-// Writes a line for each loss that the inputs show, and no records. Otherwise as above.
-int list_losses(const ProfileRunOptions& options, std::ostream& messages);
+// The reading side of a run. What goes wrong, and at the end what was lost, is told on `messages`, each line beginning
+// with "hubprofile: ".
+class ProfileRun {
+ public:
+  // The arguments must outlive it.
+  ProfileRun(const ProfileRunOptions& options, OutputFile& output, std::ostream& messages,
+             LossMonitor::Listener on_loss = {});
+
+  // Hands all records of the inputs to the sink, once.
+  void read_into(RecordSink& sink);
+
+  [[nodiscard]] const LossCounts& losses() const { return monitor_.counts(); }
+
+  // Whether one of the inputs is the output.
+  [[nodiscard]] bool has_output_as_input() const { return inputs_.an_input_is_the_output(); }
+
+  // Makes the output appear. An input that the output would replace stays: nothing else has what is in it.
+  void complete_output();
+
+  // Tells of losses, behind words that say whose they are, and gives the status: kDoneStatus; kFailedStatus when an
+  // input could not be read or ended inside a record; kLossStatus.
+  int finish(const std::string& whose = "");
+
+ private:
+  const ProfileRunOptions& options_;
+  OutputFile& output_;
+  std::ostream& messages_;
+  CaptureInputs inputs_;
+  LossMonitor monitor_;
+};
 
 }  // namespace hub::host

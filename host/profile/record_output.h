@@ -19,7 +19,7 @@ namespace hub::host {
 
 struct RecordOutputOptions {
   std::function<std::unique_ptr<RecordFormat>()> make_format;
-  std::function<bool(const _HubProfileReport&)> selects;  // empty: all records; else called by all threads
+  std::function<bool(const _HubProfileReport&)> selects;  // empty: all records; else called by all jobs
   unsigned jobs = 1;  // threads that write forms; more than one only for forms in which a record knows no other
   std::uint64_t most_records =
       std::numeric_limits<std::uint64_t>::max();  // ends with the last of them; only with one job

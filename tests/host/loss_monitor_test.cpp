@@ -19,7 +19,7 @@
 
 namespace hub::host {
 
-void PrintTo(const LossMonitor::Counts& counts, std::ostream* stream) { *stream << '"' << loss_summary(counts) << '"'; }
+void PrintTo(const LossCounts& counts, std::ostream* stream) { *stream << '"' << loss_summary(counts) << '"'; }
 
 }  // namespace hub::host
 
@@ -32,7 +32,7 @@ using host::LossFinding;
 using host::LossKind;
 using host::LossMonitor;
 
-using Counts = LossMonitor::Counts;
+using Counts = host::LossCounts;
 
 constexpr std::uint32_t kReach = LossMonitor::kReach;
 

@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "host/profile/formats.h"
-#include "host/profile/profile_run.h"
+#include "host/profile/record_run.h"
 #include "tools/command_line.h"
 #include "tools/hubprofile/run_options.h"
 #include "tools/hubprofile/selection_options.h"
@@ -81,7 +81,8 @@ class DecodeCommand {
     run_.describe_captures(app);
     run_.describe_output(app);
     run_.describe_following(app);
-    selection_.describe(app);
+    selection_.describe_records(app);
+    selection_.describe_boot_time(app);
     describe_form(app);
     describe_lines(app);
     add_parsed_option(app, "--until-match", most_records_, parse_match_count, "a number of records from 1",
@@ -193,11 +194,18 @@ class DecodeCommand {
   std::vector<CsvColumn> columns_ = parse_fields(kDefaultFields);
 };
 
+constexpr const char* kSubcommands =
+    "Subcommands:\n"
+    "  summary                     Figures of captures instead of their records\n"
+    "  compare                     The figures of two captures side by side\n"
+    "A capture of that name: ./summary";
+
 }  // namespace
 
 int decode_command(const std::vector<std::string>& words) {
   CLI::App app("Decodes profile reports: raw 48-byte records, one line of text each.", "hubprofile");
   app.set_version_flag("--version", "hubprofile " HUB_VERSION);
+  app.footer(kSubcommands);
   DecodeCommand command;
   command.describe(app);
   const auto exit_status = parse_command_line(app, [&] {

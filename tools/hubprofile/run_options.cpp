@@ -32,6 +32,10 @@ void RunOptions::describe_captures(CLI::App& app) {
   app.add_option("FILE", captures_, "Captures to read in turn; none, or -, is standard input")->type_name("");
 }
 
+void RunOptions::describe_two_captures(CLI::App& app) {
+  app.add_option("FILE", captures_, "The two captures, A and B")->required()->expected(2)->type_name("");
+}
+
 void RunOptions::describe_output(CLI::App& app) {
   add_parsed_option(app, "-o,--output", output_, parse_file_name, kFileNameExpected,
                     "Write there instead of standard output; the file appears only\nwhen it is complete")

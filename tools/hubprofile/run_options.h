@@ -13,8 +13,9 @@ namespace hub::tools {
 
 class RunOptions {
  public:
-  // The captures are FILE... for commands that read any number of them as one run.
+  // Any number of captures that are read as one run, or two that are compared.
   void describe_captures(CLI::App& app);
+  void describe_two_captures(CLI::App& app);
   void describe_output(CLI::App& app);
   void describe_following(CLI::App& app);
 

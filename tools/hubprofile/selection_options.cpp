@@ -13,7 +13,7 @@ constexpr const char* kTimeExpected = "a time";
 
 }  // namespace
 
-void SelectionOptions::describe(CLI::App& app) {
+void SelectionOptions::describe_records(CLI::App& app) {
   add_parsed_option(app, "--where", where_, parse_text, "an expression over fields",
                     "Only records for which this is true, such as\n'category == sshb && duration > 1000'")
       ->type_name("EXPR");
@@ -28,6 +28,9 @@ void SelectionOptions::describe(CLI::App& app) {
                     "The simultaneous clock pair, both in signed 64-bit nanoseconds:\n"
                     "lines carry \"calendar-time\" in the zone of TZ")
       ->type_name("HUB,CALENDAR");
+}
+
+void SelectionOptions::describe_boot_time(CLI::App& app) {
   add_parsed_option(app, "--boot-time", boot_time_, parse_boot_time, "\"none\", or microseconds from 0 to 2^63 - 1",
                     "The boot time in microseconds that lines carry; none: no such item.\nDefault: this machine's")
       ->type_name("US|none");

@@ -16,7 +16,11 @@ namespace hub::tools {
 
 class SelectionOptions {
  public:
-  void describe(CLI::App& app);
+  // Which records: --where, --since, --until, and the clock pair for times of the calendar.
+  void describe_records(CLI::App& app);
+
+  // What lines carry besides.
+  void describe_boot_time(CLI::App& app);
 
   // After the command line was read: makes the clocks known to the decoder, and gives which records are wanted (empty:
   // all). Throws CLI::ValidationError when an expression or a time is wrong.
