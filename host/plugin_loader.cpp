@@ -12,8 +12,11 @@ namespace fs = std::filesystem;
 
 constexpr char kFactory[] = "VantuHUBHIDStatisticsFactory";
 
-// Where the library stands in the build tree, seen from the program's folder.
-constexpr char kBuiltPlugIn[] = "../VantuHUBHIDPlugins/VantuHUBHIDStatistics/libVantuHUBHIDStatistics.so";
+// Where the library stands, seen from the program's folder: installed, whatever the prefix; and in the build tree.
+constexpr const char* kPlacesOfPlugIn[] = {
+    HUB_LIBRARIES "/" HUB_PLUGIN_FILE,
+    "../VantuHUBHIDPlugins/VantuHUBHIDStatistics/" HUB_PLUGIN_FILE,
+};
 
 [[noreturn]] void refuse(const std::string& library, const std::string& reason) {
   throw PlugInError(library + ": " + reason);
@@ -80,12 +83,18 @@ void LoadedPlugIn::unschedule(dispatch_queue_t queue) {
   }
 }
 
-std::string default_plugin() {
-  const fs::path library = (fs::read_symlink("/proc/self/exe").parent_path() / kBuiltPlugIn).lexically_normal();
-  if (!fs::exists(library)) {
-    throw PlugInError(library.string() + ": no plug-in stands there; name one with --plugin");
+std::string plugin_of_program(const std::string& program) {
+  const fs::path folder = fs::path(program).parent_path();
+  for (const char* place : kPlacesOfPlugIn) {
+    const fs::path library = (folder / place).lexically_normal();
+    if (fs::exists(library)) {
+      return library.string();
+    }
   }
-  return library.string();
+  const fs::path installed = (folder / kPlacesOfPlugIn[0]).lexically_normal();
+  refuse(installed.string(), "no plug-in stands there; name one with --plugin");
 }
+
+std::string default_plugin() { return plugin_of_program(fs::read_symlink("/proc/self/exe").string()); }
 
 }  // namespace hub::host

@@ -36,7 +36,11 @@ class LoadedPlugIn {
   IOHIDSessionFilterPlugInInterface** interface_;
 };
 
-// The library that was built or installed with this program. Throws PlugInError when there is none.
+// The library that was installed or, if it was not, built with the program at this path. Throws PlugInError when there
+// is none. [any thread]
+std::string plugin_of_program(const std::string& program);
+
+// The same for the program that runs. [any thread]
 std::string default_plugin();
 
 }  // namespace hub::host
