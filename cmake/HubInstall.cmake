@@ -20,3 +20,11 @@ set(HUB_FISH_COMPLETIONS_DIR "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d
 
 # The folder of the libraries, seen from that of the programs.
 file(RELATIVE_PATH HUB_LIBRARIES_FROM_PROGRAMS "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+
+# When this version was finished, in seconds since the epoch: documents are dated with it, and building them again gives the
+# same bytes.
+if(DEFINED ENV{SOURCE_DATE_EPOCH})
+  set(HUB_RELEASE_TIME "$ENV{SOURCE_DATE_EPOCH}")
+else()
+  set(HUB_RELEASE_TIME 1795219200)
+endif()
