@@ -41,6 +41,15 @@ class Layout(InstalledTest):
         for name in ("LICENSE", "CHANGELOG.md"):
             self.assertEqual((PROJECT / name).read_bytes(), (documents / name).read_bytes())
 
+    def test_manual_pages_are_all_there(self):
+        self.assertEqual(["man1/hubprofile.1", "man1/hubsession.1", "man5/hub-capture.5", "man5/hub-device.5"],
+                         self.below("share/man"))
+
+    def test_completions_are_there_for_both_commands_in_each_shell(self):
+        for folder, name in (("bash-completion/completions", "{}"), ("fish/vendor_completions.d", "{}.fish"),
+                             ("zsh/site-functions", "_{}")):
+            self.assertEqual([name.format("hubprofile"), name.format("hubsession")], self.below(f"share/{folder}"))
+
     def test_nothing_names_the_prefix_or_the_tree(self):
         texts = [path for path in (self.prefix / LIBRARIES).rglob("*") if path.suffix in (".pc", ".cmake")]
         self.assertEqual(6, len(texts))
