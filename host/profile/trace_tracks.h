@@ -2,11 +2,11 @@
 // The tracks of a trace: which a record's slice goes on, so that slices of one track are apart or in each other.
 #pragma once
 
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <tuple>
 #include <unordered_map>
 #include <vector>
 
@@ -22,7 +22,8 @@ struct TraceThread {
   std::optional<std::uint32_t> task;
   std::uint32_t thread;
 
-  auto operator<=>(const TraceThread&) const = default;
+  [[nodiscard]] auto key() const { return std::tie(category_id, component_id, task, thread); }
+  bool operator<(const TraceThread& other) const { return key() < other.key(); }
 };
 
 // A thread of the trace, within the process of a category.

@@ -102,6 +102,14 @@ TEST_F(TraceClockTest, late_records_may_have_earlier_numbers) {
   EXPECT_EQ(end_of(110), 10U);
 }
 
+TEST_F(TraceClockTest, number_further_behind_than_late_records_have_is_a_start_anew) {
+  place(0);
+  sequence(165);
+  place(500);
+  sequence(100);
+  EXPECT_EQ(end_of(490), 500U);
+}
+
 TEST_F(TraceClockTest, lateness_is_told_across_the_wrap_of_the_sequence) {
   place(0);
   sequence(10);

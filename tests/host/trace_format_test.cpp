@@ -137,6 +137,15 @@ TEST_F(TraceFormatTest, function_ends_at_its_stamp_and_encloses_those_before) {
                              "function 3 25+45 on 1002"}));
 }
 
+TEST_F(TraceFormatTest, depth_keeps_a_function_of_many_calls_on_its_lane) {
+  append(function(5, 1000, 100).u32(16, 1));
+  for (unsigned call = 0; call < 2 * SliceLane::kMostPieces; ++call) {
+    append(function(5, 1020 + 30 * call, 10).u32(16, 2));
+  }
+  append(function(5, 20'000, 18'995).u32(16, 1));
+  EXPECT_EQ(slices().back(), "function 17 105+18995 on 1001");
+}
+
 TEST_F(TraceFormatTest, functions_that_overlap_are_on_lanes_of_their_own) {
   append(function(5, 100, 50));
   append(function(5, 120, 50));
