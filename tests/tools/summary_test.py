@@ -2,10 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """The figures of generated captures, worked out a second time from their bytes.
 
-The command reads a capture on standard input and writes its summary as JSON, or
-compares the two captures that it is given. COMMAND is its path,
-SUMMARY_ARGUMENTS and COMPARISON_ARGUMENTS what it needs besides, if anything.
-All names and layouts here are written apart from the command's.
+All names and layouts here are written apart from the command's, whose path is
+COMMAND.
 """
 
 import collections
@@ -17,12 +15,9 @@ import subprocess
 import tempfile
 import unittest
 
-def command(arguments):
-    return [os.path.abspath(os.environ["COMMAND"]), *os.environ.get(arguments, "").split()]
-
-
-SUMMARY_COMMAND = command("SUMMARY_ARGUMENTS")
-COMPARISON_COMMAND = command("COMPARISON_ARGUMENTS")
+COMMAND = os.path.abspath(os.environ["COMMAND"])
+SUMMARY_COMMAND = [COMMAND, "summary", "--json"]
+COMPARISON_COMMAND = [COMMAND, "compare", "--json"]
 
 RECORD_BYTES = 48
 MOST_ROWS = 1024
