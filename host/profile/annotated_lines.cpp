@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/profile/annotated_lines.h"
 
+#include <algorithm>
 #include <array>
-#include <cstdio>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -37,15 +37,16 @@ std::string_view color_of(const _HubProfileReport& report) {
 
 void append_delta(std::uint64_t from_us, std::uint64_t to_us, std::string& out) {
   constexpr std::uint64_t kMicrosecondsPerSecond = 1'000'000;
+  constexpr std::size_t kColumns = 14;
+  constexpr std::size_t kFractionDigits = 6;
   const bool is_later = to_us >= from_us;
   const std::uint64_t distance_us = is_later ? to_us - from_us : from_us - to_us;
-  std::array<char, 32> number;
-  std::array<char, 32> text;
-  std::snprintf(number.data(), number.size(), "%c%llu.%06llu", is_later ? '+' : '-',
-                static_cast<unsigned long long>(distance_us / kMicrosecondsPerSecond),
-                static_cast<unsigned long long>(distance_us % kMicrosecondsPerSecond));
-  std::snprintf(text.data(), text.size(), "%14s ", number.data());
-  out += text.data();
+  const std::string fraction = std::to_string(distance_us % kMicrosecondsPerSecond);
+  const std::string text = (is_later ? "+" : "-") + std::to_string(distance_us / kMicrosecondsPerSecond) + "." +
+                           std::string(kFractionDigits - fraction.size(), '0') + fraction;
+  out.append(kColumns - std::min(kColumns, text.size()), ' ');
+  out += text;
+  out += ' ';
 }
 
 class AnnotatedLines : public RecordFormat {

@@ -334,7 +334,7 @@ class DefaultPlugIn(SessionTest):
         shutil.copy(COMMAND, self.folder / "bin/hubsession")
         run = subprocess.run(["bin/hubsession", "run", path], cwd=self.folder, capture_output=True, check=False)
         self.assertEqual((1, b""), (run.returncode, run.stdout))
-        self.assertRegex(run.stderr.decode(), r"\Ahubsession: /.*\.so: no plug-in stands there; name one with"
+        self.assertRegex(run.stderr.decode(), r"\Ahubsession: /.*\.so\.\d+: no plug-in stands there; name one with"
                                               r" --plugin\n\Z")
 
 
