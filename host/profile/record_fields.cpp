@@ -72,20 +72,26 @@ bool is_qualified(std::string_view name, const Layout& layout, const Field& fiel
          name[layout.name.size()] == '.' && name.ends_with(field.key);
 }
 
-// How many characters must be put in, taken out or replaced to make one text of the other; case is for nothing.
+// How many characters must be put in, taken out, replaced or swapped with the next one to make one text of the other;
+// case is for nothing.
 std::size_t edit_distance(std::string_view one, std::string_view other) {
-  const auto lower = [](char character) { return std::tolower(static_cast<unsigned char>(character)); };
-  std::vector<std::size_t> row(other.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
-  for (std::size_t i = 0; i < one.size(); ++i) {
-    std::size_t diagonal = std::exchange(row[0], i + 1);
-    for (std::size_t j = 0; j < other.size(); ++j) {
-      const std::size_t replaced = diagonal + (lower(one[i]) == lower(other[j]) ? 0 : 1);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
+  const auto same = [](char a, char b) {
+    return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
+  };
+  std::vector<std::size_t> before_last;
+  std::vector<std::size_t> last(other.size() + 1);
+  std::iota(last.begin(), last.end(), std::size_t{0});
+  for (std::size_t i = 1; i <= one.size(); ++i) {
+    std::vector<std::size_t> row(other.size() + 1, i);
+    for (std::size_t j = 1; j <= other.size(); ++j) {
+      row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + (same(one[i - 1], other[j - 1]) ? 0 : 1)});
+      if (i > 1 && j > 1 && same(one[i - 1], other[j - 2]) && same(one[i - 2], other[j - 1])) {
+        row[j] = std::min(row[j], before_last[j - 2] + 1);
+      }
     }
+    before_last = std::exchange(last, std::move(row));
   }
-  return row.back();
+  return last.back();
 }
 
 }  // namespace
@@ -182,10 +188,10 @@ std::vector<std::string> nearest_names(std::string_view unknown, std::span<const
     std::string_view name;
   };
   std::vector<Candidate> candidates;
-  const std::size_t tolerated = std::max<std::size_t>(1, unknown.size() / 3);
+  const std::size_t tolerated = std::max<std::size_t>(2, unknown.size() / 3);
   for (const std::string& name : known) {
     const std::size_t distance = edit_distance(unknown, name);
-    if (distance <= tolerated) {
+    if (distance <= tolerated && distance < std::min(unknown.size(), name.size())) {
       candidates.push_back({distance, name});
     }
   }

@@ -126,9 +126,19 @@ TEST(RecordFields, a_key_has_one_type_in_all_layouts) {
 
 TEST(NearestNames, are_few_and_begin_with_the_nearest) {
   const std::vector<std::string> known = {"durations", "duration", "during", "event", "thread_duration"};
-  EXPECT_EQ(nearest_names("duratoin", known), (std::vector<std::string>{"duration"}));
+  EXPECT_EQ(nearest_names("duratoin", known), (std::vector<std::string>{"duration", "durations"}));
   EXPECT_EQ(nearest_names("Duration", known).front(), "duration");
   EXPECT_TRUE(nearest_names("xyz", known).empty());
+}
+
+TEST(NearestNames, swapped_letters_are_one_difference) {
+  const std::vector<std::string> known = {"scm", "sphere", "sshb"};
+  EXPECT_EQ(nearest_names("ssbh", known).front(), "sshb");
+}
+
+TEST(NearestNames, name_with_nothing_in_common_is_not_near) {
+  const std::vector<std::string> known = {"x", "y", "cm"};
+  EXPECT_TRUE(nearest_names("ab", known).empty());
 }
 
 TEST(NearestNames, at_most_three) {

@@ -11,6 +11,7 @@ import signal
 import struct
 import subprocess
 import termios
+import time
 import unittest
 
 from command_test import (
@@ -325,6 +326,20 @@ class LivePipe(DecodingTest):
             self.write(records(number))
             self.assert_next_lines(number)
 
+    def test_every_form_gives_each_record_before_the_next_is_written(self):
+        for form, what_ends_a_record in (("jsonl", b"\n"), ("csv", b"\r\n"), ("pcapng", struct.pack("<I", 80)),
+                                         ("trace", b"}}")):
+            with self.subTest(form):
+                self.process = self.start_live("--format", form)
+                for number in range(1, 5):
+                    self.write(records(number))
+                    self.read_until(what_ends_a_record)
+
+    def read_until(self, end):
+        data = b""
+        while not data.endswith(end):
+            data += os.read(self.process.stdout.fileno(), 1 << 16) or self.fail("it ended")
+
     def test_end_of_the_pipe_ends_the_run(self):
         self.write(records(1))
         self.assert_decoded(self.finish(self.process), lines(1))
@@ -422,6 +437,24 @@ class Progress(DecodingTest):
     def test_line_ends_before_a_narrow_terminal_does(self):
         shown = self.terminal("--progress", "auto", "a.bin", columns=12)
         self.assertEqual("a.bin: 100 \r" + " " * 11 + "\r", shown)
+
+    def test_rate_is_shown_when_there_is_one_to_speak_of(self):
+        process = self.start_decoding("--progress", "always", self.fifo("pipe"))
+        with self.open_fifo("pipe") as pipe:
+            pipe.write(records(1))
+            time.sleep(0.6)
+            pipe.write(records(2))
+        self.assertRegex(self.finish(process).messages, r"pipe: 2 records, 0\.0 MiB, [1-3] records/s")
+
+    def test_time_left_is_shown_while_there_is_more_of_a_file(self):
+        file = self.folder / "big.bin"
+        with open(file, "wb") as big:
+            os.truncate(big.fileno(), 48 * 4_000_000)
+        process = self.start_decoding("--progress", "always", "-j", "1", "big.bin", stdout=subprocess.DEVNULL)
+        shown = b""
+        while b" s left" not in shown:
+            shown += os.read(process.stderr.fileno(), 4096)
+        self.assertRegex(shown.decode(), r"big\.bin: +\d+ %, \d+ records, [0-9.]+ of 183\.1 MiB, \d+ records/s, \d+ s left")
 
     def test_one_record_is_one(self):
         self.file("one.bin", records(1))
