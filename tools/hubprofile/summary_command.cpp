@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <limits>
 #include <optional>
 
 #include "host/profile/comparison_json.h"
@@ -72,11 +73,21 @@ struct Options {
   RunOptions run;
   SelectionOptions selection;
   FigureOptions figures;
+  RecordPredicate selects;
 
   void describe(CLI::App& app) {
     run.describe_output(app);
     selection.describe_records(app);
     figures.describe(app);
+  }
+
+  // Reads the command line. Nothing when all is well; else what the command exits with.
+  std::optional<int> parse(CLI::App& app, const std::vector<std::string>& words) {
+    return parse_command_line(app, [&] {
+      app.parse(std::vector(words));
+      run.check(words);
+      selects = selection.apply();
+    });
   }
 };
 
@@ -89,20 +100,14 @@ int summary_command(const std::vector<std::string>& words) {
   options.run.describe_captures(app);
   options.describe(app);
   options.run.describe_following(app);
-  RecordPredicate selects;
-  const auto exit_status = parse_command_line(app, [&] {
-    app.parse(std::vector(words));
-    options.run.check(words);
-    selects = options.selection.apply();
-  });
-  if (exit_status) {
+  if (const auto exit_status = options.parse(app, words)) {
     return *exit_status;
   }
   const auto text_of = [&options](const CaptureSummary& summary) {
     return options.figures.is_json() ? summary_json(summary)
                                      : summary_text(summary, options.figures.width(), options.figures.rows());
   };
-  return write_summary(options.run.get(), selects, text_of, std::cerr);
+  return write_summary(options.run.get(), options.selects, text_of, std::cerr);
 }
 
 int compare_command(const std::vector<std::string>& words) {
@@ -110,20 +115,14 @@ int compare_command(const std::vector<std::string>& words) {
   Options options;
   options.run.describe_two_captures(app);
   options.describe(app);
-  RecordPredicate selects;
-  const auto exit_status = parse_command_line(app, [&] {
-    app.parse(std::vector(words));
-    options.run.check(words);
-    selects = options.selection.apply();
-  });
-  if (exit_status) {
+  if (const auto exit_status = options.parse(app, words)) {
     return *exit_status;
   }
   const auto text_of = [&options](const NamedSummary& a, const NamedSummary& b) {
     return options.figures.is_json() ? comparison_json(a, b)
                                      : comparison_text(a, b, options.figures.width(), options.figures.rows());
   };
-  return write_comparison(options.run.get(), selects, text_of, std::cerr);
+  return write_comparison(options.run.get(), options.selects, text_of, std::cerr);
 }
 
 }  // namespace hub::tools
