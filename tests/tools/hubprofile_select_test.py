@@ -202,7 +202,9 @@ class Refusals(DecodingTest):
         self.assert_refused("--format", "csv", "--delta", "prev", tells=["--delta", "--format text"])
 
     def test_list_of_losses_is_no_form_of_records(self):
-        self.assert_refused("--gaps", "--format", "csv", tells=["--gaps", "--format"])
+        for option, value in (("--format", "csv"), ("--delta", "prev"), ("--until-match", "1"), ("--where", "event == 0"),
+                              ("--since", "1"), ("--until", "1")):
+            self.assert_refused("--gaps", option, value, tells=["--gaps", option])
 
 
 if __name__ == "__main__":

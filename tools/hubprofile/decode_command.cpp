@@ -110,9 +110,11 @@ class DecodeCommand {
     expect_form(fields_.has_value(), "--fields", "csv");
     expect_form(device_.has_value(), "--device", "pcapng");
     expect_form(delta_.has_value(), "--delta", "text");
-    if (lists_losses_ && (form_ || delta_ || most_records_)) {
-      throw CLI::ValidationError("--gaps",
-                                 "expected without --format, --delta and --until-match, since no record is written");
+    if (lists_losses_ && (form_ || delta_ || most_records_ || selection_.selects())) {
+      throw CLI::ValidationError(
+          "--gaps",
+          "expected without --format, --delta, --until-match, --where, --since and --until, since "
+          "it looks at all records and writes none");
     }
     selects_ = selection_.apply();
   }

@@ -45,7 +45,7 @@ std::function<bool(const _HubProfileReport&)> SelectionOptions::apply() const {
   if (boot_time_) {
     publish_boot_time(*boot_time_);
   }
-  if (!filter && !since_ && !until_) {
+  if (!selects()) {
     return {};
   }
   return [window, filter](const _HubProfileReport& report) {

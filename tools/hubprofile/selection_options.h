@@ -26,6 +26,9 @@ class SelectionOptions {
   // all). Throws CLI::ValidationError when an expression or a time is wrong.
   [[nodiscard]] std::function<bool(const _HubProfileReport&)> apply() const;
 
+  // Whether records are selected at all.
+  [[nodiscard]] bool selects() const { return where_ || since_ || until_; }
+
   [[nodiscard]] const std::optional<host::ClockPair>& clock_pair() const { return clock_pair_; }
 
  private:
