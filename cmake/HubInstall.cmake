@@ -9,7 +9,7 @@ if(PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_INSTALL_LIBDIR AND CMAKE_LIBRARY_A
 endif()
 include(GNUInstallDirs)
 
-set(HUB_DOCUMENTS_DIR "${CMAKE_INSTALL_DATAROOTDIR}/doc/hub-hid-statistics" CACHE PATH "Licence and changelog")
+set(HUB_DOCUMENTS_DIR "${CMAKE_INSTALL_DATAROOTDIR}/doc/hub-hid-statistics" CACHE PATH "Licence, changelog and documents")
 set(HUB_EXAMPLES_DIR "${CMAKE_INSTALL_DATADIR}/hub-hid-statistics/examples" CACHE PATH "Example devices and captures")
 set(HUB_PLATFORM_INCLUDE_DIR "${CMAKE_INSTALL_INCLUDEDIR}/hubplatform" CACHE PATH "The platform's public headers")
 set(HUB_PLUGIN_INCLUDE_DIR "${CMAKE_INSTALL_INCLUDEDIR}/hub-hid-statistics" CACHE PATH "The plug-in's exported headers")

@@ -7,7 +7,8 @@ import re
 import unittest
 
 from installed_test import (
-    LIBRARIES, PROJECT, SERVICES, VERSION, InstalledTest, descriptions_by, files_below, install, run)
+    DOCUMENTS, LIBRARIES, PROJECT, SERVICES, VERSION, InstalledTest, descriptions_by, files_below, install,
+    no_settings, run)
 
 
 class Layout(InstalledTest):
@@ -40,6 +41,11 @@ class Layout(InstalledTest):
         documents = self.prefix / "share/doc/hub-hid-statistics"
         for name in ("LICENSE", "CHANGELOG.md"):
             self.assertEqual((PROJECT / name).read_bytes(), (documents / name).read_bytes())
+
+    def test_documents_are_all_but_that_of_the_sources(self):
+        self.assertLessEqual({"jsonl.md", "summary-json.md"}, set(DOCUMENTS))
+        self.assertEqual(sorted([*DOCUMENTS, "LICENSE", "CHANGELOG.md"]),
+                         self.below("share/doc/hub-hid-statistics"))
 
     def test_manual_pages_are_all_there(self):
         self.assertEqual(["man1/hubprofile.1", "man1/hubsession.1", "man5/hub-capture.5", "man5/hub-device.5"],
@@ -103,6 +109,26 @@ class Prefix(InstalledTest):
         library.unlink()
         with self.assertRaisesRegex(AssertionError, re.escape(f"{library}: no plug-in stands there")):
             self.play_example(prefix)
+
+
+class Dissector(InstalledTest):
+    def shown(self, *words):
+        """What tshark shows of the example that the installed command wrote, with the installed dissector alone."""
+        capture = self.folder / "example.pcapng"
+        example = self.prefix / "share/hub-hid-statistics/examples/reports/boot_to_press.bin"
+        run(str(self.prefix / "bin/hubprofile"), "--format", "pcapng", "--output", str(capture), str(example))
+        dissector = self.prefix / LIBRARIES / "wireshark/plugins/hub_profile.lua"
+        return run("tshark", "-n", "-X", f"lua_script:{dissector}", "-r", str(capture), *words,
+                   **no_settings(self.folder)).decode()
+
+    def test_filter_on_an_item_of_payloads_finds_the_records_that_the_command_finds(self):
+        example = str(self.prefix / "share/hub-hid-statistics/examples/reports/boot_to_press.bin")
+        found = run(str(self.prefix / "bin/hubprofile"), "--where", "function.duration > 50", "--format", "csv",
+                    "--fields", "sequence_num,function-id", example).decode().splitlines()[1:]
+        self.assertGreater(len(found), 1)
+        self.assertEqual(found, self.shown(
+            "-Y", "hubprofile.function.duration > 50", "-T", "fields", "-E", "separator=,",
+            "-e", "hubprofile.sequence_num", "-e", "hubprofile.function.function_id").splitlines())
 
 
 class OutsidePrograms(InstalledTest):

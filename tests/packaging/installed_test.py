@@ -17,6 +17,7 @@ BUILD = os.environ["BUILD"]
 PROJECT = pathlib.Path(os.environ["PROJECT"])
 LIBRARIES = os.environ["LIBRARIES"]
 VERSION = os.environ["VERSION"]
+DOCUMENTS = sorted({path.name for path in (PROJECT / "docs").glob("*.md")} - {"architecture.md"})
 OUTSIDE = PROJECT / "tests/packaging/outside"
 SANITIZE = [f"-fsanitize={os.environ['HUB_SANITIZE']}"] if os.environ["HUB_SANITIZE"] else []
 COMPILERS = {".c": [os.environ["CC"], *SANITIZE], ".cpp": [os.environ["CXX"], "-std=c++20", *SANITIZE]}
@@ -35,6 +36,11 @@ def run(*words, data=b"", **environment):
     if result.returncode != 0:
         raise AssertionError(f"{words}: {result.returncode}\n{result.stdout.decode()}{result.stderr.decode()}")
     return result.stdout
+
+
+def no_settings(folder):
+    """The environment of a program that shall find nothing that a user or the machine has set up for Wireshark."""
+    return {"HOME": str(folder), "XDG_CONFIG_HOME": str(folder), "WIRESHARK_PLUGIN_DIR": str(folder)}
 
 
 def install(prefix, **environment):

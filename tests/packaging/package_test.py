@@ -10,7 +10,7 @@ import tempfile
 import unittest
 
 from installed_test import (
-    BUILD, LIBRARIES, PROJECT, SERVICES, VERSION, WORKED_RECORD, files_below, run)
+    BUILD, DOCUMENTS, LIBRARIES, PROJECT, SERVICES, VERSION, WORKED_RECORD, files_below, run)
 
 RUNTIME, DEVELOPMENT = "hub-hid-statistics", "hub-hid-statistics-dev"
 LISTS = PROJECT / "tests/packaging/contents"
@@ -46,7 +46,8 @@ class Packages(unittest.TestCase):
 
     def test_hold_exactly_the_listed_files(self):
         headers = [f"usr/include/hubplatform/{name}" for name in files_below(PROJECT / "platform/include")]
-        for package, more in ((RUNTIME, []), (DEVELOPMENT, headers)):
+        documents = [f"usr/share/doc/{RUNTIME}/{name}" for name in DOCUMENTS]
+        for package, more in ((RUNTIME, documents), (DEVELOPMENT, headers)):
             lines = (LISTS / f"{package}.list").read_text(encoding="utf-8").splitlines()
             listed = [line.replace("LIBRARIES", LIBRARIES).replace("VERSION", VERSION)
                       for line in lines if not line.startswith("#")]
