@@ -17,6 +17,15 @@ def indented_commands(document):
     return [line for line in INDENTED.findall(text_of(document)) if COMMAND.match(line)]
 
 
+class Readme(DocumentTest):
+    def test_shows_what_its_command_lines_print(self):
+        self.assert_shows_what_is_printed("README.md")
+
+    def test_all_command_lines_but_those_that_build_and_install_are_run(self):
+        words = {line.split()[0] for line in INDENTED.findall(without_blocks(text_of("README.md")))}
+        self.assertEqual(words, {"script/run", "script/test", "cmake", "(cd", "apt-get", "cc"})
+
+
 class Cookbook(DocumentTest):
     def test_shows_what_its_command_lines_print(self):
         self.assert_shows_what_is_printed("docs/cookbook.md")
