@@ -25,8 +25,9 @@ class RecordSink {
   RecordSink& operator=(const RecordSink&) = delete;
   virtual ~RecordSink() = default;
 
-  // The next records of the run, in input order. They are gone after the call.
-  virtual void take(std::span<const _HubProfileReport> records) = 0;
+  // The next records of the run, in input order. They are gone after the call. Gives how many of them belong to the
+  // run: all, or those up to the one that satisfied it.
+  virtual std::size_t take(std::span<const _HubProfileReport> records) = 0;
 
   // The reader is about to wait for input: what can be seen of the records so far must be seen now.
   virtual void drain() {}

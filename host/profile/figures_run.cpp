@@ -11,12 +11,13 @@ class SummarySink : public RecordSink {
  public:
   SummarySink(const RecordPredicate& selects, CaptureSummary& summary) : selects_(selects), summary_(summary) {}
 
-  void take(std::span<const _HubProfileReport> records) override {
+  std::size_t take(std::span<const _HubProfileReport> records) override {
     for (const _HubProfileReport& record : records) {
       if (!selects_ || selects_(record)) {
         summary_.see(record);
       }
     }
+    return records.size();
   }
 
  private:

@@ -16,11 +16,12 @@ class LossWatch : public RecordSink {
  public:
   LossWatch(LossMonitor& monitor, RecordSink& next) : monitor_(monitor), next_(next) {}
 
-  void take(std::span<const _HubProfileReport> records) override {
-    for (const _HubProfileReport& record : records) {
+  std::size_t take(std::span<const _HubProfileReport> records) override {
+    const std::size_t taken = next_.take(records);
+    for (const _HubProfileReport& record : records.first(taken)) {
       monitor_.see(record);
     }
-    next_.take(records);
+    return taken;
   }
   void drain() override { next_.drain(); }
   [[nodiscard]] bool is_satisfied() const override { return next_.is_satisfied(); }

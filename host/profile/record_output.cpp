@@ -22,22 +22,23 @@ struct RecordOutput::Slot {
   std::uint64_t records_without_form = 0;
   std::future<void> done;
 
-  // Appends the form of each selected record, at most `most` of them.
-  void write_forms(std::span<const _HubProfileReport> block, const RecordOutputOptions& options, std::uint64_t most) {
+  // Appends the form of each selected record, at most `most` of them. Gives how many records of the block it looked at.
+  std::size_t write_forms(std::span<const _HubProfileReport> block, const RecordOutputOptions& options,
+                          std::uint64_t most) {
     text.clear();
     written_records = 0;
     records_without_form = 0;
-    for (const _HubProfileReport& record : block) {
+    std::size_t seen = 0;
+    while (seen < block.size() && written_records < most) {
+      const _HubProfileReport& record = block[seen++];
       if (options.selects && !options.selects(record)) {
         format->pass_over(record);
         continue;
       }
-      if (written_records == most) {
-        return;
-      }
       const bool has_form = format->append(record, text);
       ++(has_form ? written_records : records_without_form);
     }
+    return seen;
   }
 };
 
@@ -74,19 +75,20 @@ RecordOutput::RecordOutput(RecordOutputOptions options, OutputFile& output)
 
 RecordOutput::~RecordOutput() = default;
 
-void RecordOutput::take(std::span<const _HubProfileReport> records) {
+std::size_t RecordOutput::take(std::span<const _HubProfileReport> records) {
   if (in_work_ == ring_.size()) {
     write_oldest();
   }
   Slot& slot = *ring_[(oldest_ + in_work_) % ring_.size()];
   ++in_work_;
   if (workers_ == nullptr) {
-    slot.write_forms(records, options_, options_.most_records - written_records_);
+    const std::size_t seen = slot.write_forms(records, options_, options_.most_records - written_records_);
     write_oldest();
-    return;
+    return seen;
   }
   slot.records.assign(records.begin(), records.end());
   slot.done = workers_->start([this, &slot] { slot.write_forms(slot.records, options_, options_.most_records); });
+  return records.size();
 }
 
 void RecordOutput::drain() {

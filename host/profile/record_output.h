@@ -33,7 +33,7 @@ class RecordOutput : public RecordSink {
   RecordOutput(RecordOutputOptions options, OutputFile& output);
   ~RecordOutput() override;
 
-  void take(std::span<const _HubProfileReport> records) override;
+  std::size_t take(std::span<const _HubProfileReport> records) override;
   void drain() override;
   [[nodiscard]] bool is_satisfied() const override { return written_records_ >= options_.most_records; }
 

@@ -79,6 +79,11 @@ class UntilMatch(DecodingTest):
             pipe.write(records(1))
             self.assert_decoded(self.finish(process), lines(1))
 
+    def test_losses_behind_it_are_none_of_the_run(self):
+        self.assert_decoded(self.decode("--until-match", "2", data=records(1, 2, 9)), lines(1, 2))
+        result = self.decode("--until-match", "2", data=records(1, 9, 20))
+        self.assertEqual("hubprofile: 1 gap (7 records missing)\n", result.messages)
+
     def test_leaves_inputs_behind_it_alone(self):
         result = self.decode("--until-match", "1", self.file("a.bin", records(1)), "missing")
         self.assert_decoded(result, lines(1))
