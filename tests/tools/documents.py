@@ -50,7 +50,9 @@ class DocumentTest(unittest.TestCase):
         """In the project's tree, where it may leave files for the next one."""
         folders = [self.folder / name for name in ("nothing_to_build", "build/release/tools", "build/release/examples")]
         environment = {**os.environ, "PATH": os.pathsep.join([*map(str, folders), os.environ["PATH"]]),
-                       "HOME": str(self.folder), "XDG_CONFIG_HOME": str(self.folder), "LC_ALL": "C.UTF-8"}
+                       "LC_ALL": "C.UTF-8"}
+        for name in ("HOME", "XDG_CONFIG_HOME", "WIRESHARK_PLUGIN_DIR"):  # not what this machine's user has set up
+            environment[name] = str(self.folder)
         environment.pop("COLUMNS", None)
         return subprocess.run(command_line, shell=True, cwd=self.folder, env=environment, stdin=subprocess.DEVNULL,
                               capture_output=True, encoding="utf-8", timeout=PATIENCE_SECONDS, check=False)
