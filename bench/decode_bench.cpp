@@ -13,10 +13,10 @@
 
 #include "bench/allocation_count.h"
 #include "bench/mixed_records.h"
-#include "host/clock_sources.h"
-#include "host/descriptor.h"
-#include "host/profile/record_run.h"
-#include "host/profile/text_format.h"
+#include "host/captures/clock_sources.h"
+#include "host/forms/text_format.h"
+#include "host/io/descriptor.h"
+#include "host/records/record_run.h"
 #include "profile/NEBLogDecoder.h"
 #include "profile/profile_exports.h"
 

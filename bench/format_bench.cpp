@@ -6,10 +6,10 @@
 
 #include "bench/allocation_count.h"
 #include "bench/mixed_records.h"
-#include "host/clock_sources.h"
-#include "host/profile/csv_format.h"
-#include "host/profile/jsonl_format.h"
-#include "host/profile/text_format.h"
+#include "host/captures/clock_sources.h"
+#include "host/forms/csv_format.h"
+#include "host/forms/jsonl_format.h"
+#include "host/forms/text_format.h"
 
 namespace {
 

@@ -11,10 +11,10 @@
 #include <unordered_map>
 #include <vector>
 
-#include "host/device_model.h"
-#include "host/modelled_registry.h"
-#include "host/observations.h"
-#include "host/plugin_loader.h"
+#include "host/device/device_model.h"
+#include "host/device/modelled_registry.h"
+#include "host/device/observations.h"
+#include "host/session/plugin_loader.h"
 #include "ledger/sqlite_ledger.h"
 #include "ledger_keys.h"
 #include "log/log_host.h"

@@ -10,10 +10,10 @@
 #include <utility>
 #include <vector>
 
-#include "host/device_file.h"
-#include "host/modelled_registry.h"
-#include "host/observations.h"
-#include "host/plugin_loader.h"
+#include "host/device/device_file.h"
+#include "host/device/modelled_registry.h"
+#include "host/device/observations.h"
+#include "host/session/plugin_loader.h"
 #include "profile/profile_exports.h"
 #include "state/state_host.h"
 

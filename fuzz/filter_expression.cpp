@@ -10,8 +10,8 @@
 #include <string>
 #include <string_view>
 
-#include "host/printable_text.h"
-#include "host/profile/record_filter.h"
+#include "host/filter/record_filter.h"
+#include "host/text/printable_text.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Any bytes are a snapshot or an error. A snapshot has a text that no terminal minds, and valid JSON.
-#include "host/snapshot_file.h"
+#include "host/session/snapshot_file.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "host/snapshot_text.h"
+#include "host/session/snapshot_text.h"
 
 namespace {
 

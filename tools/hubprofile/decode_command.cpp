@@ -11,8 +11,8 @@
 #include <string_view>
 #include <thread>
 
-#include "host/profile/formats.h"
-#include "host/profile/record_run.h"
+#include "host/forms/formats.h"
+#include "host/records/record_run.h"
 #include "tools/command_line.h"
 #include "tools/hubprofile/run_options.h"
 #include "tools/hubprofile/selection_options.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/profile/profile_run.h"
+#include "host/captures/profile_run.h"
 
 namespace hub::tools {
 

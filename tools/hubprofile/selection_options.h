@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
-#include "host/clock_sources.h"
-#include "host/profile/record_filter.h"
-#include "host/profile/time_window.h"
+#include "host/captures/clock_sources.h"
+#include "host/filter/record_filter.h"
+#include "host/filter/time_window.h"
 #include "profile/profile_report.h"
 
 namespace hub::tools {

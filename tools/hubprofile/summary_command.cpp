@@ -9,11 +9,11 @@
 #include <limits>
 #include <optional>
 
-#include "host/profile/comparison_json.h"
-#include "host/profile/comparison_text.h"
-#include "host/profile/figures_run.h"
-#include "host/profile/summary_json.h"
-#include "host/profile/summary_text.h"
+#include "host/figures/comparison_json.h"
+#include "host/figures/comparison_text.h"
+#include "host/figures/figures_run.h"
+#include "host/figures/summary_json.h"
+#include "host/figures/summary_text.h"
 #include "tools/command_line.h"
 #include "tools/hubprofile/run_options.h"
 #include "tools/hubprofile/selection_options.h"

@@ -6,14 +6,14 @@
 #include <string>
 #include <vector>
 
-#include "host/capture_writer.h"
-#include "host/clock_sources.h"
-#include "host/device_file.h"
-#include "host/ledger_report.h"
-#include "host/plugin_loader.h"
-#include "host/session.h"
-#include "host/snapshot_file.h"
-#include "host/snapshot_text.h"
+#include "host/captures/clock_sources.h"
+#include "host/device/device_file.h"
+#include "host/session/capture_writer.h"
+#include "host/session/ledger_report.h"
+#include "host/session/plugin_loader.h"
+#include "host/session/session.h"
+#include "host/session/snapshot_file.h"
+#include "host/session/snapshot_text.h"
 #include "tools/command_line.h"
 
 namespace {

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/filter/filter_names.h"
+
+#include <algorithm>
+#include <iterator>
+#include <set>
+#include <span>
+
+#include "profile/catalogue.h"
+#include "profile/core_payloads.h"
+
+namespace hub::host {
+
+using profile::Category;
+using profile::ComponentNames;
+using profile::NameTable;
+using Report = _HubProfileReport;
+
+namespace {
+
+const Category* category_of(const Report& report) {
+  return report.category_id < profile::kCategories.size() ? &profile::kCategories[report.category_id] : nullptr;
+}
+
+NameTable table_among(std::span<const ComponentNames> rows, unsigned int component_id) {
+  for (const ComponentNames& row : rows) {
+    if (row.component_id == profile::kAny || static_cast<unsigned int>(row.component_id) == component_id) {
+      return *row.names;
+    }
+  }
+  return {};
+}
+
+NameTable category_names(const Report& /*report*/) { return profile::kCategoryNames; }
+NameTable type_names(const Report& /*report*/) { return profile::kTypeNames; }
+
+NameTable component_names(const Report& report) {
+  const Category* category = category_of(report);
+  return category != nullptr && category->components != nullptr ? *category->components : NameTable();
+}
+
+NameTable event_names(const Report& report) {
+  const Category* category = category_of(report);
+  return category != nullptr ? table_among(category->events, report.component_id) : NameTable();
+}
+
+NameTable subtype_names(const Report& report) {
+  const Category* category = category_of(report);
+  return category != nullptr ? table_among(category->subtypes, report.component_id) : NameTable();
+}
+
+struct KindRow {
+  NameKind kind;
+  std::string_view word;
+  NameTable (*table_of)(const Report& report);  // in which a record's id of this kind has its name; empty: it has none
+};
+
+// clang-format off
+constexpr KindRow kKinds[] = {
+    {NameKind::kCategory,  "category",  category_names},
+    {NameKind::kComponent, "component", component_names},
+    {NameKind::kEvent,     "event",     event_names},
+    {NameKind::kType,      "type",      type_names},
+    {NameKind::kSubtype,   "subtype",   subtype_names},
+};
+// clang-format on
+
+const KindRow& row_of(NameKind kind) {
+  return *std::find_if(std::begin(kKinds), std::end(kKinds), [kind](const KindRow& row) { return row.kind == kind; });
+}
+
+bool is_same(NameTable one, NameTable other) { return one.data() == other.data(); }
+
+// Every table of a kind, once. A record of each category and component tells them all.
+std::vector<NameTable> tables_of(NameKind kind) {
+  constexpr unsigned kComponents = 256;
+  std::vector<NameTable> tables;
+  const auto add = [&tables](NameTable table) {
+    if (!table.empty() &&
+        std::none_of(tables.begin(), tables.end(), [table](NameTable known) { return is_same(known, table); })) {
+      tables.push_back(table);
+    }
+  };
+  for (const Category& category : profile::kCategories) {
+    for (unsigned component = 0; component < kComponents; ++component) {
+      Report report{};
+      report.category_id = static_cast<std::uint8_t>(category.id);
+      report.component_id = static_cast<std::uint8_t>(component);
+      add(row_of(kind).table_of(report));
+    }
+  }
+  return tables;
+}
+
+}  // namespace
+
+NameKind name_kind_of(const RecordField& field) {
+  for (const KindRow& row : kKinds) {
+    if (row.word == field.name()) {
+      return row.kind;
+    }
+  }
+  return NameKind::kSubtype;
+}
+
+std::string_view word_for(NameKind kind) { return row_of(kind).word; }
+
+std::vector<std::string> all_names_of(NameKind kind) {
+  std::set<std::string> names;
+  for (const NameTable table : tables_of(kind)) {
+    for (const profile_decoder::entry& entry : table) {
+      names.emplace(entry.name);
+    }
+  }
+  return {names.begin(), names.end()};
+}
+
+NameChoice::NameChoice(NameKind kind, const std::function<bool(std::string_view name)>& is_chosen) : kind_(kind) {
+  for (const NameTable table : tables_of(kind)) {
+    tables_.push_back(choose(table, is_chosen));
+  }
+}
+
+// Of an id that stands twice, the first row counts.
+NameChoice::Table NameChoice::choose(NameTable names, const std::function<bool(std::string_view name)>& is_chosen) {
+  Table table{names.data(), {}};
+  for (const profile_decoder::entry& entry : names) {
+    table.ids.push_back({entry.id, is_chosen(entry.name)});
+  }
+  const auto is_before = [](const Id& one, const Id& other) { return one.id < other.id; };
+  const auto is_same_id = [](const Id& one, const Id& other) { return one.id == other.id; };
+  std::stable_sort(table.ids.begin(), table.ids.end(), is_before);
+  table.ids.erase(std::unique(table.ids.begin(), table.ids.end(), is_same_id), table.ids.end());
+  return table;
+}
+
+std::optional<bool> NameChoice::chooses(const Report& report, std::uint64_t id) const {
+  const NameTable names = row_of(kind_).table_of(report);
+  const auto table = std::find_if(tables_.begin(), tables_.end(),
+                                  [names](const Table& candidate) { return candidate.rows == names.data(); });
+  if (table == tables_.end()) {
+    return std::nullopt;
+  }
+  const auto found = std::lower_bound(table->ids.begin(), table->ids.end(), id,
+                                      [](const Id& row, std::uint64_t wanted) { return row.id < wanted; });
+  return found != table->ids.end() && found->id == id ? std::optional(found->is_chosen) : std::nullopt;
+}
+
+}  // namespace hub::host

@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/records/record_fields.h"
+
+#include <algorithm>
+#include <cctype>
+#include <numeric>
+#include <utility>
+
+#include "profile/NEBLogDecoder.h"
+
+namespace hub::host {
+
+using profile::Field;
+using profile::Form;
+using profile::Layout;
+
+FieldType type_of(const Field& field) {
+  switch (field.kind.form) {
+    case Form::kUnsigned:
+    case Form::kConstant:
+    case Form::kQuotedHex:
+      return FieldType::kNumber;
+    case Form::kFixedPoint:
+      return FieldType::kReal;
+    case Form::kText:
+      return FieldType::kText;
+    case Form::kBytes:
+      return FieldType::kBytes;
+    case Form::kSubtype:
+      return FieldType::kName;
+  }
+  return FieldType::kNumber;
+}
+
+namespace {
+
+using Report = _HubProfileReport;
+
+std::string category_name_of(const Report& report) { return NEBLogDecoder::category_to_string(report.category_id); }
+std::string component_name_of(const Report& report) {
+  return NEBLogDecoder::component_to_string(report.category_id, report.component_id);
+}
+std::string type_name_of(const Report& report) { return profile_decoder::type_name(report.type_id); }
+
+template <auto member>
+std::uint64_t number_in(const Report& report) {
+  return report.*member;
+}
+
+// clang-format off
+constexpr HeaderItem kHeaderItemRows[] = {
+    {"category",     number_in<&Report::category_id>,  category_name_of},
+    {"component",    number_in<&Report::component_id>, component_name_of},
+    {"event",        number_in<&Report::event_id>,     profile::event_name_of},
+    {"type",         number_in<&Report::type_id>,      type_name_of},
+    {"timestamp",    number_in<&Report::timestamp>,    nullptr},
+    {"sequence_num", number_in<&Report::sequence_num>, nullptr},
+    {"type-id",      number_in<&Report::type_id>,      nullptr},
+    {"category-id",  number_in<&Report::category_id>,  nullptr},
+    {"component-id", number_in<&Report::component_id>, nullptr},
+    {"event-id",     number_in<&Report::event_id>,     nullptr},
+};
+// clang-format on
+
+std::string qualified_name(const Layout& layout, const Field& field) {
+  return std::string(layout.name) + "." + std::string(field.key);
+}
+
+// "LAYOUT.KEY", without making the text.
+bool is_qualified(std::string_view name, const Layout& layout, const Field& field) {
+  return name.size() == layout.name.size() + 1 + field.key.size() && name.starts_with(layout.name) &&
+         name[layout.name.size()] == '.' && name.ends_with(field.key);
+}
+
+// How many characters must be put in, taken out, replaced or swapped with the next one to make one text of the other;
+// case is for nothing.
+std::size_t edit_distance(std::string_view one, std::string_view other) {
+  const auto same = [](char a, char b) {
+    return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
+  };
+  std::vector<std::size_t> before_last;
+  std::vector<std::size_t> last(other.size() + 1);
+  std::iota(last.begin(), last.end(), std::size_t{0});
+  for (std::size_t i = 1; i <= one.size(); ++i) {
+    std::vector<std::size_t> row(other.size() + 1, i);
+    for (std::size_t j = 1; j <= other.size(); ++j) {
+      row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + (same(one[i - 1], other[j - 1]) ? 0 : 1)});
+      if (i > 1 && j > 1 && same(one[i - 1], other[j - 2]) && same(one[i - 2], other[j - 1])) {
+        row[j] = std::min(row[j], before_last[j - 2] + 1);
+      }
+    }
+    before_last = std::exchange(last, std::move(row));
+  }
+  return last.back();
+}
+
+}  // namespace
+
+constinit const std::span<const HeaderItem> kHeaderItems{kHeaderItemRows};
+
+FieldType FieldValue::type() const {
+  if (field_ != nullptr) {
+    return type_of(*field_);
+  }
+  return item_->name_of != nullptr ? FieldType::kName : FieldType::kNumber;
+}
+
+bool FieldValue::is_hexadecimal() const { return field_ != nullptr && field_->kind.form == Form::kQuotedHex; }
+
+std::uint64_t FieldValue::number() const {
+  return field_ != nullptr ? profile::number_of(*field_, profile::payload_of(*report_)) : item_->number_of(*report_);
+}
+
+double FieldValue::real() const { return profile::real_of(*field_, profile::payload_of(*report_)); }
+
+std::string_view FieldValue::text() const { return profile::text_of(*field_, profile::payload_of(*report_)); }
+
+std::span<const std::byte> FieldValue::bytes() const {
+  return profile::bytes_of(*field_, profile::payload_of(*report_));
+}
+
+std::string FieldValue::name() const {
+  return field_ != nullptr ? profile::subtype_name_of(*report_, static_cast<std::uint32_t>(number()))
+                           : item_->name_of(*report_);
+}
+
+std::optional<RecordField> RecordField::named(std::string_view name) {
+  RecordField found;
+  found.name_ = name;
+  for (const HeaderItem& item : kHeaderItems) {
+    if (item.name == name) {
+      found.header_item_ = &item;
+      found.type_ = item.name_of != nullptr ? FieldType::kName : FieldType::kNumber;
+      return found;
+    }
+  }
+  for (const Layout* layout : profile::kLayouts) {
+    for (const Field& field : layout->fields) {
+      if (field.key == name || is_qualified(name, *layout, field)) {
+        found.rows_.push_back({layout, &field});
+        found.type_ = type_of(field);
+      }
+    }
+  }
+  return found.rows_.empty() ? std::nullopt : std::optional(std::move(found));
+}
+
+std::vector<std::string> RecordField::all_names() {
+  std::vector<std::string> names;
+  for (const HeaderItem& item : kHeaderItems) {
+    names.emplace_back(item.name);
+  }
+  std::vector<std::string> qualified;
+  for (const Layout* layout : profile::kLayouts) {
+    for (const Field& field : layout->fields) {
+      if (std::find(names.begin(), names.end(), field.key) == names.end()) {
+        names.emplace_back(field.key);
+      }
+      qualified.push_back(qualified_name(*layout, field));
+    }
+  }
+  names.insert(names.end(), qualified.begin(), qualified.end());
+  return names;
+}
+
+FieldValues RecordField::values_of(const _HubProfileReport& report) const {
+  FieldValues values;
+  if (header_item_ != nullptr) {
+    values.add({report, *header_item_});
+    return values;
+  }
+  const profile::Rendering rendering = profile::rendering_of(report);
+  const Layout* second = rendering.second != rendering.first ? rendering.second : nullptr;
+  for (const Layout* layout : {rendering.first, second}) {
+    for (const Row& row : rows_) {
+      if (row.layout == layout) {
+        values.add({report, *row.field});
+      }
+    }
+  }
+  return values;
+}
+
+std::vector<std::string> nearest_names(std::string_view unknown, std::span<const std::string> known) {
+  constexpr std::size_t kMost = 3;
+  struct Candidate {
+    std::size_t distance;
+    std::string_view name;
+  };
+  std::vector<Candidate> candidates;
+  const std::size_t tolerated = std::max<std::size_t>(2, unknown.size() / 3);
+  for (const std::string& name : known) {
+    const std::size_t distance = edit_distance(unknown, name);
+    if (distance <= tolerated && distance < std::min(unknown.size(), name.size())) {
+      candidates.push_back({distance, name});
+    }
+  }
+  std::stable_sort(candidates.begin(), candidates.end(),
+                   [](const Candidate& one, const Candidate& other) { return one.distance < other.distance; });
+  candidates.resize(std::min(candidates.size(), kMost));
+  std::vector<std::string> names;
+  for (const Candidate& candidate : candidates) {
+    names.emplace_back(candidate.name);
+  }
+  return names;
+}
+
+}  // namespace hub::host
