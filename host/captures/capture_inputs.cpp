@@ -42,11 +42,9 @@ struct stat status_of(int descriptor) {
 // Throws std::system_error.
 Input open_input(const std::string& path) {
   Input input;
-  input.name = path;
+  input.name = display_name(path);
   int descriptor = STDIN_FILENO;
-  if (path == kStandardInput) {
-    input.name = kStandardInputName;
-  } else {
+  if (path != kStandardInput) {
     descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0) {
       throw std::system_error(errno, std::generic_category());
@@ -61,12 +59,11 @@ Input open_input(const std::string& path) {
 // The same for one that is followed, or left when it is silent.
 Input open_live_input(const std::string& path, const LiveInputOptions& options) {
   Input input;
+  input.name = display_name(path);
   std::unique_ptr<LiveInput> live;
   if (path == kStandardInput) {
-    input.name = kStandardInputName;
     live = std::make_unique<LiveInput>(STDIN_FILENO, options);
   } else {
-    input.name = path;
     live = std::make_unique<LiveInput>(path, options);
   }
   input.status = status_of(live->descriptor());
@@ -170,6 +167,8 @@ void CaptureInputs::tell_failure(const std::string& name, const std::string& wha
   messages_ << kTool << name << ": " << what << "\n";
   failed_ = true;
 }
+
+std::string display_name(const std::string& name) { return name == kStandardInput ? kStandardInputName : name; }
 
 std::uint64_t total_size_bytes(const std::vector<std::string>& names) {
   std::uint64_t total = 0;

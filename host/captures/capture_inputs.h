@@ -71,6 +71,9 @@ class CaptureInputs {
   bool an_input_is_the_output_ = false;
 };
 
+// How messages call an input: its name, or what "-" stands for.
+std::string display_name(const std::string& name);
+
 // How many bytes the inputs have together; 0 when one of them is no regular file, so that nobody knows.
 std::uint64_t total_size_bytes(const std::vector<std::string>& names);
 

@@ -64,10 +64,10 @@ int write_summary(const ProfileRunOptions& options, const RecordPredicate& selec
 int write_comparison(const ProfileRunOptions& options, const RecordPredicate& selects, const ComparisonText& text_of,
                      std::ostream& messages) {
   return with_output(options.output, messages, [&](OutputFile& output) {
-    const std::string& name_a = options.inputs.names.at(0);
-    const std::string& name_b = options.inputs.names.at(1);
-    const ProfileRunOptions only_a = only(options, name_a);
-    const ProfileRunOptions only_b = only(options, name_b);
+    const ProfileRunOptions only_a = only(options, options.inputs.names.at(0));
+    const ProfileRunOptions only_b = only(options, options.inputs.names.at(1));
+    const std::string name_a = display_name(only_a.inputs.names.front());
+    const std::string name_b = display_name(only_b.inputs.names.front());
     ProfileRun run_a(only_a, output, messages);
     ProfileRun run_b(only_b, output, messages);
     CaptureSummary a;

@@ -111,12 +111,17 @@ class Compare(DecodingTest):
         self.assertEqual((0, "hubprofile: b.bin: 1 gap (1 record missing)\n"), (result.status, result.messages))
         self.assertEqual(3, self.run_command("compare", "--fail-on-gap", "a.bin", "b.bin").status)
 
+    def test_standard_input_is_called_so(self):
+        result = self.run_command("compare", "a.bin", "-", data=numbered(1, 3))
+        self.assertIn(b"B  standard input\n", result.output)
+        self.assertEqual("hubprofile: standard input: 1 gap (1 record missing)\n", result.messages)
+
     def test_only_selected_records_are_compared(self):
         result = self.run_command("compare", "--json", "--where", "sequence_num > 2", "a.bin", "b.bin")
         self.assertEqual(2, json.loads(result.output)["records"]["b"])
 
     def test_one_capture_or_three_are_refused(self):
-        for captures in ((), ("a.bin",), ("a.bin", "b.bin", "a.bin")):
+        for captures in ((), ("a.bin",), ("a.bin", "b.bin", "a.bin"), ("-", "-")):
             result = self.run_command("compare", *captures)
             self.assertEqual((b"", 2), (result.output, result.status))
             self.assertTrue(result.messages.startswith("hubprofile compare: "))

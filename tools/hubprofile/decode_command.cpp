@@ -88,12 +88,14 @@ class DecodeCommand {
     add_parsed_option(app, "--until-match", most_records_, parse_match_count, "a number of records from 1",
                       "End after this many records")
         ->type_name("N");
-    app.add_flag("--gaps", lists_losses_,
-                 "List losses, duplicates, records out of order and clocks that go\nbackwards, one a line, instead of "
-                 "records");
+    app.add_flag(
+        "--gaps", lists_losses_,
+        "List gaps, duplicates, records out of order, clocks that go\nbackwards and restarts, one a line, instead of "
+        "records");
     add_parsed_option(
         app, "-j,--jobs", jobs_, parse_jobs, "a number of threads from 1 to 256",
-        "Threads that decode; the output is the same for every number.\nDefault: all cores for large files")
+        "Threads that decode; the output is the same for every number.\nDefault: all cores for large files. --delta, "
+        "--until-match and trace\ngo by one")
         ->type_name("N");
   }
 
@@ -130,7 +132,8 @@ class DecodeCommand {
                       "How records are written: text (the default), jsonl, csv, pcapng\nor trace (for trace viewers)")
         ->type_name("FORM");
     add_parsed_option(app, "--fields", fields_, parse_text, "names of fields, with commas between them",
-                      "The columns of csv: names as in --where, calendar-time,\nboot-timestamp, binary-data")
+                      "The columns of csv: names as in --where, payload, binary-data,\ncalendar-time, boot-timestamp, "
+                      "KEY-bytes of a text, KEY-number of\na trace point")
         ->type_name("FIELD,...");
     add_parsed_option(app, "--device", device_, parse_text, "a name that is not empty",
                       "The name of the interface in pcapng. Default: hub0")

@@ -33,7 +33,7 @@ void RunOptions::describe_captures(CLI::App& app) {
 }
 
 void RunOptions::describe_two_captures(CLI::App& app) {
-  app.add_option("FILE", captures_, "The two captures, A and B")->required()->expected(2)->type_name("");
+  app.add_option("FILE", captures_, "The two captures, A and B; - is standard input")->type_name("");
 }
 
 void RunOptions::describe_output(CLI::App& app) {
@@ -43,8 +43,10 @@ void RunOptions::describe_output(CLI::App& app) {
   add_parsed_option(app, "--progress", progress_, parse_progress_when, "auto, always or never",
                     "Show progress on standard error: auto (on a terminal, for files),\nalways or never")
       ->type_name("WHEN");
-  app.add_flag("--fail-on-gap", fails_on_loss_,
-               "Exit with 3 when records were lost, repeated or out of order, or a\nclock went backwards");
+  app.add_flag(
+      "--fail-on-gap", fails_on_loss_,
+      "Exit with 3 when records were lost, repeated or out of order, a\nclock went backwards, or the co-processor "
+      "restarted");
 }
 
 void RunOptions::describe_following(CLI::App& app) {
@@ -53,6 +55,15 @@ void RunOptions::describe_following(CLI::App& app) {
   add_parsed_option(app, "--idle-timeout", idle_timeout_s_, parse_idle_timeout, "seconds above 0, such as 0.5",
                     "End when no record has come for so many seconds")
       ->type_name("S");
+}
+
+void RunOptions::check_two_captures() const {
+  if (captures_.size() != 2) {
+    throw CLI::ValidationError("FILE", "expected two captures, not " + std::to_string(captures_.size()));
+  }
+  if (captures_[0] == "-" && captures_[1] == "-") {
+    throw CLI::ValidationError("FILE", "expected at most one capture from standard input");
+  }
 }
 
 void RunOptions::check(const std::vector<std::string>& words) const {

@@ -19,6 +19,9 @@ class RunOptions {
   void describe_output(CLI::App& app);
   void describe_following(CLI::App& app);
 
+  // Refuses any number of captures but two, and two that are both standard input. Throws CLI::ParseError.
+  void check_two_captures() const;
+
   // Refuses captures that look like options: CLI11 takes a word such as -1 for a FILE, which it is only behind "--".
   // `words` are the command line's. Throws CLI::ParseError.
   void check(const std::vector<std::string>& words) const;

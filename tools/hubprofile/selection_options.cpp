@@ -66,7 +66,8 @@ TimeWindow SelectionOptions::window_or_refuse() const {
     try {
       return parse_time_bound(text, which, clock_pair_);
     } catch (const TimeBoundError& error) {
-      throw CLI::ValidationError(option, std::string(error.what()) + (clock_pair_ ? "" : " (--timesync)"));
+      const std::string hint = clock_pair_ ? "" : "; the clock pair is given with --timesync";
+      throw CLI::ValidationError(option, error.what() + hint);
     }
   };
   TimeWindow window;

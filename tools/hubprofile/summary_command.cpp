@@ -82,10 +82,12 @@ struct Options {
   }
 
   // Reads the command line. Nothing when all is well; else what the command exits with.
-  std::optional<int> parse(CLI::App& app, const std::vector<std::string>& words) {
+  std::optional<int> parse(
+      CLI::App& app, const std::vector<std::string>& words, const std::function<void()>& check = [] {}) {
     return parse_command_line(app, [&] {
       app.parse(std::vector(words));
       run.check(words);
+      check();
       selects = selection.apply();
     });
   }
@@ -115,7 +117,7 @@ int compare_command(const std::vector<std::string>& words) {
   Options options;
   options.run.describe_two_captures(app);
   options.describe(app);
-  if (const auto exit_status = options.parse(app, words)) {
+  if (const auto exit_status = options.parse(app, words, [&options] { options.run.check_two_captures(); })) {
     return *exit_status;
   }
   const auto text_of = [&options](const NamedSummary& a, const NamedSummary& b) {
