@@ -6,7 +6,7 @@
 #include <memory>
 #include <optional>
 
-#include "host/forms/record_format.h"
+#include "host/records/record_format.h"
 
 namespace hub::host {
 

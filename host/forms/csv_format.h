@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "host/forms/csv_columns.h"
-#include "host/forms/record_format.h"
+#include "host/records/record_format.h"
 
 namespace hub::host {
 

@@ -12,7 +12,7 @@
 #include "host/captures/clock_sources.h"
 #include "host/forms/annotated_lines.h"
 #include "host/forms/csv_columns.h"
-#include "host/forms/record_format.h"
+#include "host/records/record_format.h"
 
 namespace hub::host {
 

@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-#include "host/forms/record_format.h"
+#include "host/records/record_format.h"
 
 namespace hub::host {
 

@@ -12,7 +12,7 @@
 #include <string>
 
 #include "host/captures/clock_sources.h"
-#include "host/forms/record_format.h"
+#include "host/records/record_format.h"
 
 namespace hub::host {
 

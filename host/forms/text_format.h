@@ -2,7 +2,7 @@
 // Records as the decoder's lines.
 #pragma once
 
-#include "host/forms/record_format.h"
+#include "host/records/record_format.h"
 
 namespace hub::host {
 

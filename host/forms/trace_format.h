@@ -8,9 +8,9 @@
 #include <string>
 #include <string_view>
 
-#include "host/forms/record_format.h"
 #include "host/forms/trace_clock.h"
 #include "host/forms/trace_tracks.h"
+#include "host/records/record_format.h"
 
 namespace hub::host {
 

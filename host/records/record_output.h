@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "host/captures/capture_inputs.h"
-#include "host/forms/record_format.h"
 #include "host/io/output_file.h"
+#include "host/records/record_format.h"
 
 namespace hub::host {
 
