@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/records/record_output.h"
 
+#include <utility>
+
+#define ASIO_STANDALONE
+#define ASIO_DISABLE_VISIBILITY    // the platform has an Asio of its own
+#define ASIO_DISABLE_FENCED_BLOCK  // the pool's own lock orders what threads do, and the thread sanitizer knows no
+                                   // fences
 #include <asio/post.hpp>
 #include <asio/thread_pool.hpp>
-#include <utility>
 
 namespace hub::host {
 namespace {
