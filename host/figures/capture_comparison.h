@@ -93,6 +93,7 @@ std::vector<ComparedRow<Key, Figures>> compared_rows(const BoundedTable<Key, Fig
     return one.first != other.first ? one.first > other.first : one.second.key < other.second.key;
   });
   std::vector<Row> sorted;
+  sorted.reserve(rows.size());
   for (const auto& [amount, row] : rows) {
     sorted.push_back(row);
   }

@@ -52,7 +52,7 @@ struct FunctionKey {
   std::uint64_t number = 0;                        // in layouts that have numbers for functions
   std::array<char, profile::kPayloadSize> name{};  // in layouts that have names; zeros fill it up
 
-  auto operator<=>(const FunctionKey&) const = default;
+  auto operator<=>(const FunctionKey&) const = default;  // NOLINT(modernize-use-nullptr): taken for one with a 0
 
   [[nodiscard]] std::string_view layout_name() const { return profile::kLayouts[layout]->name; }
   [[nodiscard]] bool has_name() const;

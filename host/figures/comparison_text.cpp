@@ -15,7 +15,7 @@ namespace {
 using Cells = std::vector<std::string>;
 
 // The text of a magnitude with its sign; one that is too little to be shown is 0.0.
-std::string signed_text(const char* sign, std::string text) {
+std::string signed_text(const char* sign, const std::string& text) {
   constexpr std::string_view kLittle = "<0.1";
   return sign + (text.starts_with(kLittle) ? "0.0" + text.substr(kLittle.size()) : text);
 }
@@ -283,14 +283,14 @@ class ComparisonText {
         duration_table("durations"), a_.event_durations(), b_.event_durations(),
         [](const DurationHistogram& durations) { return durations.sum(); },
         [](GroupKey key) { return group_text(key, Level::kEvent); },
-        [this](std::string name, const auto& a, const auto& b) { return duration_cells(std::move(name), a, b); });
+        [this](const std::string& name, const auto& a, const auto& b) { return duration_cells(name, a, b); });
   }
 
   void add_functions() {
     add_rows<FunctionFigures>(
         duration_table("function"), a_.functions(), b_.functions(),
         [](const FunctionFigures& function) { return function.durations.sum(); }, function_text,
-        [this](std::string name, const auto& a, const auto& b) { return duration_cells(std::move(name), a, b); });
+        [this](const std::string& name, const auto& a, const auto& b) { return duration_cells(name, a, b); });
   }
 
   void add_press_counts() {

@@ -61,7 +61,7 @@ std::int64_t seconds_in_greenwich(const Written& written) {
 // Every second at which local clocks show this, the earliest first. The zone is never further from Greenwich than a
 // day, so that what is its distance then is among those of the days around.
 std::vector<std::int64_t> seconds_that_show(const Written& written) {
-  constexpr std::int64_t kDay = 24 * 60 * 60;
+  constexpr std::int64_t kDay = std::int64_t{24} * 60 * 60;
   const std::int64_t near = seconds_in_greenwich(written);
   std::vector<std::int64_t> found;
   for (const std::int64_t around : {near - kDay, near, near + kDay}) {

@@ -199,6 +199,7 @@ std::vector<std::string> nearest_names(std::string_view unknown, std::span<const
                    [](const Candidate& one, const Candidate& other) { return one.distance < other.distance; });
   candidates.resize(std::min(candidates.size(), kMost));
   std::vector<std::string> names;
+  names.reserve(candidates.size());
   for (const Candidate& candidate : candidates) {
     names.emplace_back(candidate.name);
   }
