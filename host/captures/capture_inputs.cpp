@@ -138,7 +138,7 @@ void CaptureInputs::read_one(const std::string& path, const LiveInputOptions& li
   try {
     input = live.follow || live.idle_timeout ? open_live_input(path, live) : open_input(path);
   } catch (const std::system_error& error) {
-    tell_failure(path, error.code().message());
+    tell_failure(display_name(path), error.code().message());
     return;
   }
   if (S_ISREG(input->status.st_mode) && is_output_(input->status)) {

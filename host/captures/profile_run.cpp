@@ -33,10 +33,11 @@ class LossWatch : public RecordSink {
 
 }  // namespace
 
+bool is_standard_output(const std::string& name) { return name.empty() || name == kStandardOutput; }
+
 int with_output(const std::string& name, std::ostream& messages, const std::function<int(OutputFile&)>& work) {
-  const bool is_standard_output = name.empty() || name == kStandardOutput;
   try {
-    if (is_standard_output) {
+    if (is_standard_output(name)) {
       OutputFile output;
       return work(output);
     }
@@ -46,7 +47,8 @@ int with_output(const std::string& name, std::ostream& messages, const std::func
     if (error.code() == std::errc::broken_pipe) {
       return kReaderGoneStatus;
     }
-    messages << kTool << (is_standard_output ? "standard output" : name) << ": " << error.code().message() << "\n";
+    messages << kTool << (is_standard_output(name) ? "standard output" : name) << ": " << error.code().message()
+             << "\n";
     return kFailedStatus;
   }
 }

@@ -27,6 +27,9 @@ struct ProfileRunOptions {
   bool fails_on_loss = false;  // kLossStatus when records were lost, repeated or out of order
 };
 
+// Whether this name of an output means standard output.
+bool is_standard_output(const std::string& name);
+
 // Opens the output, lets `work` write to it, and gives its status; when the output fails, kFailedStatus with a message,
 // or kReaderGoneStatus without one. A file named as output then is as it was.
 int with_output(const std::string& name, std::ostream& messages, const std::function<int(OutputFile&)>& work);

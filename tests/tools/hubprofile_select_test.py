@@ -141,6 +141,7 @@ class Color(DecodingTest):
     def test_auto_is_the_default_and_colours_a_terminal(self):
         self.assertIn(b"\x1b[", self.terminal())
         self.assertIn(b"\x1b[", self.terminal("--color", "auto"))
+        self.assertIn(b"\x1b[", self.terminal("-o", "-"))
 
     def test_auto_colours_nothing_else(self):
         self.assert_decoded(self.decode(data=records(1)), lines(1))
@@ -198,7 +199,7 @@ class Refusals(DecodingTest):
                 ("--until-match", "0", "from 1"), ("--until-match", "x", "from 1"), ("--until-match", "-1", "from 1"),
                 ("--jobs", "0", "1 to 256"), ("--jobs", "257", "1 to 256"), ("--jobs", "2x", "1 to 256"),
                 ("--idle-timeout", "0", "seconds"), ("--idle-timeout", "x", "seconds"),
-                ("--fields", "duratoin", "duration"), ("--device", "", "not empty")):
+                ("--fields", "duratoin", "duration"), ("--device", "", "1 to 65535 bytes"), ("--device", "x" * 65536, "1 to 65535 bytes")):
             self.assert_refused(option, value, tells=[option, expected])
 
     def test_option_of_another_form_is_refused(self):

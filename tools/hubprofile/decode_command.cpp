@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "host/forms/formats.h"
+#include "host/forms/pcapng_format.h"
 #include "host/records/record_run.h"
 #include "tools/command_line.h"
 #include "tools/hubprofile/run_options.h"
@@ -53,6 +54,10 @@ constexpr unsigned kMostJobs = 256;
 std::optional<unsigned> parse_jobs(const std::string& text) { return parse_number<unsigned>(text, 1, kMostJobs); }
 std::optional<std::uint64_t> parse_match_count(const std::string& text) {
   return parse_number<std::uint64_t>(text, 1, std::numeric_limits<std::uint64_t>::max());
+}
+
+std::optional<std::string> parse_device(const std::string& name) {
+  return !name.empty() && name.size() <= kMaxPcapngTextBytes ? std::optional(name) : std::nullopt;
 }
 
 bool is_set(const char* variable) {
@@ -135,7 +140,8 @@ class DecodeCommand {
                       "The columns of csv: names as in --where, payload, binary-data,\ncalendar-time, boot-timestamp, "
                       "KEY-bytes of a text, KEY-number of\na trace point")
         ->type_name("FIELD,...");
-    add_parsed_option(app, "--device", device_, parse_text, "a name that is not empty",
+    add_parsed_option(app, "--device", device_, parse_device,
+                      "a name of 1 to " + std::to_string(kMaxPcapngTextBytes) + " bytes",
                       "The name of the interface in pcapng. Default: hub0")
         ->type_name("NAME");
   }
@@ -163,7 +169,7 @@ class DecodeCommand {
       case ColorWhen::kNever:
         return false;
       case ColorWhen::kAuto:
-        return run.output.empty() && shows_colors();
+        return is_standard_output(run.output) && shows_colors();
     }
     return false;
   }
