@@ -25,4 +25,14 @@ inline std::optional<std::int32_t> failing_code(Fallible function) {
   return failures_are_planned.load(std::memory_order_relaxed) ? planned_code(function) : std::nullopt;
 }
 
+// The same, without an optional to carry about, for functions that are asked once a record.
+inline bool fails(Fallible function, std::int32_t& code) {
+  if (!failures_are_planned.load(std::memory_order_relaxed)) [[likely]] {
+    return false;
+  }
+  const std::optional<std::int32_t> planned = planned_code(function);
+  code = planned.value_or(code);
+  return planned.has_value();
+}
+
 }  // namespace hub::platform

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <iterator>
@@ -17,6 +18,7 @@
 #include "corefoundation/owned.h"
 #include "failures/failures.h"
 #include "registry/registry.h"
+#include "registry/sole_thread_mutex.h"
 
 namespace hub::platform {
 namespace {
@@ -27,7 +29,11 @@ OwnedDictionary retained(CFDictionaryRef dictionary) {
   return OwnedDictionary(dictionary != nullptr ? static_cast<CFDictionaryRef>(CFRetain(dictionary)) : nullptr);
 }
 
-struct Entry {
+struct Entry : std::enable_shared_from_this<Entry> {
+  Entry(RegistryEntryId its_id, const std::string& its_name, const std::string& its_class,
+        CFDictionaryRef its_properties)
+      : id(its_id), name(its_name), class_name(its_class), properties(retained(its_properties)) {}
+
   RegistryEntryId id;
   std::string name;
   std::string class_name;
@@ -35,14 +41,12 @@ struct Entry {
   std::weak_ptr<Entry> parent;
   std::vector<std::shared_ptr<Entry>> children;
   std::shared_ptr<ServiceBackend> backend;
+  io_object_t handle = IO_OBJECT_NULL;  // given when it is first asked for
+  std::size_t held_references = 0;      // to the handle
+  bool is_removed = false;              // from the registry: lives as long as the handle is held
 };
 
 using EntryPointer = std::shared_ptr<Entry>;
-
-struct Handle {
-  EntryPointer entry;
-  std::size_t references;
-};
 
 // The whole text: one that goes on behind a zero byte is another.
 bool is_text(CFTypeRef value, const std::string& text) {
@@ -76,40 +80,42 @@ constexpr MatchingKey kMatchingKeys[] = {
 class Criteria {
  public:
   explicit Criteria(CFDictionaryRef matching) {
-    CFIndex known = 0;
-    for (std::size_t row = 0; row < wanted_.size(); ++row) {
-      is_wanted_[row] = CFDictionaryGetValueIfPresent(matching, kMatchingKeys[row].key(), &wanted_[row]);
-      known += is_wanted_[row] ? 1 : 0;
+    const auto pairs = contents_of_dictionary(object_of(matching, "IOServiceGetMatchingService"));
+    for (const KeyAndValue& pair : pairs) {
+      const auto* row = std::find_if(std::begin(kMatchingKeys), std::end(kMatchingKeys),
+                                     [&](const MatchingKey& known) { return CFEqual(known.key(), pair.key); });
+      has_unknown_key_ = has_unknown_key_ || row == std::end(kMatchingKeys);
+      if (!has_unknown_key_) {
+        wanted_[count_++] = {row, pair.value};
+      }
     }
-    has_unknown_key_ = known < CFDictionaryGetCount(matching);
   }
 
   [[nodiscard]] bool fit(const Entry& entry) const {
-    if (has_unknown_key_) {
-      return false;
-    }
-    for (std::size_t row = 0; row < wanted_.size(); ++row) {
-      if (is_wanted_[row] && (wanted_[row] == nullptr || !kMatchingKeys[row].fits(entry, wanted_[row]))) {
-        return false;
-      }
-    }
-    return true;
+    return !has_unknown_key_ && std::all_of(wanted_.begin(), wanted_.begin() + count_, [&](const Wanted& wanted) {
+      return wanted.value != nullptr && wanted.row->fits(entry, wanted.value);
+    });
   }
 
  private:
-  std::array<CFTypeRef, std::size(kMatchingKeys)> wanted_{};
-  std::array<bool, std::size(kMatchingKeys)> is_wanted_{};
-  bool has_unknown_key_;
+  struct Wanted {
+    const MatchingKey* row;
+    CFTypeRef value;
+  };
+
+  std::array<Wanted, std::size(kMatchingKeys)> wanted_{};
+  std::ptrdiff_t count_ = 0;
+  bool has_unknown_key_ = false;
 };
 
 // The first of these entries and all below them, in the tree's order, that the test holds for.
 template <typename Test>
-EntryPointer first_in_tree(const std::vector<EntryPointer>& entries, const Test& test) {
+Entry* first_in_tree(const std::vector<EntryPointer>& entries, const Test& test) {
   for (const EntryPointer& entry : entries) {
     if (test(*entry)) {
-      return entry;
+      return entry.get();
     }
-    if (EntryPointer below = first_in_tree(entry->children, test)) {
+    if (Entry* below = first_in_tree(entry->children, test)) {
       return below;
     }
   }
@@ -128,7 +134,7 @@ class Registry {
       misuse("add_registry_entry", "an id that an entry has already");
     }
     const RegistryEntryId id = wanted_id != kAssignedId ? wanted_id : unused_id();
-    auto entry = std::make_shared<Entry>(Entry{id, name, class_name, retained(properties), {}, {}, {}});
+    auto entry = std::make_shared<Entry>(id, name, class_name, properties);
     if (parent == kNoParent) {
       roots_.push_back(entry);
     } else {
@@ -137,6 +143,7 @@ class Registry {
       above->children.push_back(entry);
     }
     by_id_.emplace(id, std::move(entry));
+    is_empty_.store(false, std::memory_order_relaxed);
     return id;
   }
 
@@ -153,9 +160,8 @@ class Registry {
 
   std::optional<HeldEntry> held(io_registry_entry_t number) {
     const std::lock_guard lock(mutex_);
-    const auto handle = handles_.find(number);
-    return handle != handles_.end() ? std::optional(HeldEntry{handle->second.entry->id, handle->second.entry->backend})
-                                    : std::nullopt;
+    const Entry* entry = entry_of(number);
+    return entry != nullptr ? std::optional(HeldEntry{entry->id, entry->backend}) : std::nullopt;
   }
 
   void clear() {
@@ -166,19 +172,25 @@ class Registry {
     const std::lock_guard lock(mutex_);
     removed_ids.swap(by_id_);
     removed.swap(roots_);
-    for (auto& [number, handle] : handles_) {
-      properties.push_back(std::move(handle.entry->properties));
-      backends.push_back(std::move(handle.entry->backend));
-      std::move(handle.entry->children.begin(), handle.entry->children.end(), std::back_inserter(removed));
-      handle.entry->children.clear();
+    is_empty_.store(true, std::memory_order_relaxed);
+    for (EntryPointer& entry : by_handle_) {
+      if (entry != nullptr && entry->held_references > 0) {
+        entry->is_removed = true;
+        properties.push_back(std::move(entry->properties));
+        backends.push_back(std::move(entry->backend));
+        std::move(entry->children.begin(), entry->children.end(), std::back_inserter(removed));
+        entry->children.clear();
+      } else {
+        removed.push_back(std::move(entry));
+      }
     }
   }
 
   std::size_t held_references() {
     const std::lock_guard lock(mutex_);
     std::size_t references = 0;
-    for (const auto& [number, handle] : handles_) {
-      references += handle.references;
+    for (const EntryPointer& entry : by_handle_) {
+      references += entry != nullptr ? entry->held_references : 0;
     }
     return references;
   }
@@ -189,29 +201,32 @@ class Registry {
   }
 
   io_service_t first_matching(CFDictionaryRef matching) {
+    if (is_empty_.load(std::memory_order_relaxed)) {
+      return IO_OBJECT_NULL;
+    }
     const Criteria criteria(matching);
     const std::lock_guard lock(mutex_);
-    const EntryPointer entry = first_in_tree(roots_, [&](const Entry& candidate) { return criteria.fit(candidate); });
-    return entry != nullptr ? hand_out(entry) : IO_OBJECT_NULL;
+    Entry* entry = first_in_tree(roots_, [&](const Entry& candidate) { return criteria.fit(candidate); });
+    return entry != nullptr ? hand_out(*entry) : IO_OBJECT_NULL;
   }
 
   CFTypeRef copy_property(io_registry_entry_t number, CFStringRef key) {
     const std::lock_guard lock(mutex_);
-    const auto handle = handles_.find(number);
-    if (handle == handles_.end() || handle->second.entry->properties.get() == nullptr) {
+    const Entry* entry = entry_of(number);
+    if (entry == nullptr || entry->properties.get() == nullptr) {
       return nullptr;
     }
-    const CFTypeRef value = CFDictionaryGetValue(handle->second.entry->properties.get(), key);
+    const CFTypeRef value = CFDictionaryGetValue(entry->properties.get(), key);
     return value != nullptr ? CFRetain(value) : nullptr;
   }
 
   kern_return_t copy_name(io_registry_entry_t number, char* name) {
     const std::lock_guard lock(mutex_);
-    const auto handle = handles_.find(number);
-    if (handle == handles_.end()) {
+    const Entry* entry = entry_of(number);
+    if (entry == nullptr) {
       return kIOReturnBadArgument;
     }
-    std::memcpy(name, handle->second.entry->name.c_str(), handle->second.entry->name.size() + 1);
+    std::memcpy(name, entry->name.c_str(), entry->name.size() + 1);
     return kIOReturnSuccess;
   }
 
@@ -220,38 +235,38 @@ class Registry {
   kern_return_t walk(io_registry_entry_t number, const char* plane, io_registry_entry_t* found, const Next& next) {
     *found = IO_OBJECT_NULL;
     const std::lock_guard lock(mutex_);
-    const auto handle = handles_.find(number);
-    if (handle == handles_.end() || std::string_view(plane) != kIOServicePlane) {
+    const Entry* from = entry_of(number);
+    if (from == nullptr || std::string_view(plane) != kIOServicePlane) {
       return kIOReturnBadArgument;
     }
-    const EntryPointer entry = next(*handle->second.entry);
+    const EntryPointer entry = next(*from);
     if (entry == nullptr) {
       return kIOReturnNoDevice;
     }
-    *found = hand_out(entry);
+    *found = hand_out(*entry);
     return kIOReturnSuccess;
   }
 
   kern_return_t retain(io_object_t number) {
     const std::lock_guard lock(mutex_);
-    const auto handle = handles_.find(number);
-    if (handle == handles_.end()) {
+    Entry* entry = entry_of(number);
+    if (entry == nullptr) {
       return kIOReturnBadArgument;
     }
-    ++handle->second.references;
+    ++entry->held_references;
     return kIOReturnSuccess;
   }
 
   kern_return_t release(io_object_t number) {
     const std::lock_guard lock(mutex_);
-    const auto handle = handles_.find(number);
-    if (handle == handles_.end()) {
+    Entry* entry = entry_of(number);
+    if (entry == nullptr) {
       ++wrong_releases_;
       std::fprintf(stderr, "platform: IOObjectRelease: handle %u is not held\n", number);
       return kIOReturnBadArgument;
     }
-    if (--handle->second.references == 0) {
-      handles_.erase(handle);
+    if (--entry->held_references == 0 && entry->is_removed) {
+      by_handle_[number].reset();
     }
     return kIOReturnSuccess;
   }
@@ -272,23 +287,28 @@ class Registry {
     return next_id_++;
   }
 
-  io_object_t hand_out(const EntryPointer& entry) {
-    for (auto& [number, handle] : handles_) {
-      if (handle.entry == entry) {
-        ++handle.references;
-        return number;
-      }
-    }
-    handles_.emplace(next_handle_, Handle{entry, 1});
-    return next_handle_++;
+  // The entry behind a handle that is held, or null.
+  [[nodiscard]] Entry* entry_of(io_object_t number) const {
+    Entry* entry = number < by_handle_.size() ? by_handle_[number].get() : nullptr;
+    return entry != nullptr && entry->held_references > 0 ? entry : nullptr;
   }
 
-  std::mutex mutex_;
+  // An entry keeps the handle that it gets first.
+  io_object_t hand_out(Entry& entry) {
+    if (entry.handle == IO_OBJECT_NULL) {
+      entry.handle = static_cast<io_object_t>(by_handle_.size());
+      by_handle_.push_back(entry.shared_from_this());
+    }
+    ++entry.held_references;
+    return entry.handle;
+  }
+
+  SoleThreadMutex mutex_;
+  std::atomic<bool> is_empty_ = true;  // for those who ask for a service, each record's clocks among them
   std::vector<EntryPointer> roots_;
   std::map<RegistryEntryId, EntryPointer> by_id_;
-  std::map<io_object_t, Handle> handles_;
+  std::vector<EntryPointer> by_handle_{nullptr};  // none stands at IO_OBJECT_NULL
   RegistryEntryId next_id_ = 1;
-  io_object_t next_handle_ = 1;
   std::size_t wrong_releases_ = 0;
 };
 
@@ -415,7 +435,8 @@ kern_return_t IOObjectRetain(io_object_t object) {
 }
 
 kern_return_t IOObjectRelease(io_object_t object) {
-  const auto code = failing_code(Fallible::kIOObjectRelease);
+  kern_return_t code = kIOReturnSuccess;
+  const bool failing = fails(Fallible::kIOObjectRelease, code);
   const kern_return_t result = registry().release(object);
-  return code.value_or(result);
+  return failing ? code : result;
 }

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sys/sysctl.h"
 
+#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <ctime>
+#include <deque>
 #include <fstream>
 #include <mutex>
 #include <optional>
@@ -23,17 +25,17 @@ struct BootTimeAnswer {
   std::optional<timeval> value;
 };
 
-constinit std::mutex answer_mutex;
-constinit BootTimeAnswer answer;
+constexpr BootTimeAnswer kOfThisMachine;
+
+// Who asks takes no lock, for decoders ask once a record. So an answer that is replaced may still be being read; all
+// that were ever set are kept. A host sets few.
+constinit std::atomic<const BootTimeAnswer*> answer{&kOfThisMachine};
 
 void set_answer(const BootTimeAnswer& new_answer) {
-  const std::lock_guard lock(answer_mutex);
-  answer = new_answer;
-}
-
-BootTimeAnswer current_answer() {
-  const std::lock_guard lock(answer_mutex);
-  return answer;
+  static std::mutex mutex;
+  static auto& answers = *new std::deque<BootTimeAnswer>;
+  const std::lock_guard lock(mutex);
+  answer.store(&answers.emplace_back(new_answer), std::memory_order_release);
 }
 
 // The kernel's own idea of the moment, in seconds since the epoch: the same for all processes until the next boot.
@@ -97,10 +99,10 @@ int sysctl(int* name, unsigned int name_length, void* old_value, size_t* old_len
   if (new_value != nullptr) {
     return fail(EPERM);
   }
-  if (const auto error_number = failing_code(Fallible::ksysctl)) {
-    return fail(*error_number);
+  if (std::int32_t error_number = 0; fails(Fallible::ksysctl, error_number)) {
+    return fail(error_number);
   }
-  const BootTimeAnswer current = current_answer();
+  const BootTimeAnswer& current = *answer.load(std::memory_order_acquire);
   if (current.error_number != 0) {
     return fail(current.error_number);
   }
