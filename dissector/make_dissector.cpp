@@ -60,19 +60,19 @@ class TableWriter {
       write_layout(*layout);
     }
     write_type_layouts();
-    for (const Category& category : kCategories) {
-      write_names_of(category);
-      write_category(category);
+    for (const Category* category : kCategories) {
+      write_names_of(*category);
+      write_category(*category);
     }
   }
 
  private:
   void write_names(const std::string& title, NameTable table) {
-    if (!titles_.emplace(table.data(), title).second) {
+    if (!titles_.emplace(table.rows().data(), title).second) {
       return;
     }
     out_ << "names[" << quoted(title) << "] = {\n";
-    for (const profile_decoder::entry& row : table) {
+    for (const profile_decoder::entry& row : table.rows()) {
       out_ << "  [" << row.id << "] = " << quoted(row.name) << ",\n";
     }
     out_ << "}\n\n";
@@ -185,7 +185,7 @@ class TableWriter {
     return list;
   }
 
-  std::string names_of(NameTable table) const { return "names[" + quoted(titles_.at(table.data())) + "]"; }
+  std::string names_of(NameTable table) const { return "names[" + quoted(titles_.at(table.rows().data())) + "]"; }
 
   std::ostream& out_;
   std::map<const profile_decoder::entry*, std::string> titles_;

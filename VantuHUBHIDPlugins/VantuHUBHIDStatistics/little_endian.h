@@ -2,17 +2,19 @@
 // Numbers out of the co-processor's bytes: little-endian, of any alignment.
 #pragma once
 
+#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
+
+static_assert(std::endian::native == std::endian::little, "the co-processor's bytes are copied as they stand");
 
 // The number of sizeof(T) bytes at `offset`. The caller promises that it lies inside `bytes`.
 template <std::unsigned_integral T>
-constexpr T load_le(std::span<const std::byte> bytes, std::size_t offset) {
-  std::uint64_t value = 0;
-  for (std::size_t index = 0; index < sizeof(T); ++index) {
-    value |= std::to_integer<std::uint64_t>(bytes[offset + index]) << (8 * index);
-  }
-  return static_cast<T>(value);
+T load_le(std::span<const std::byte> bytes, std::size_t offset) {
+  T value;
+  std::memcpy(&value, bytes.data() + offset, sizeof value);
+  return value;
 }

@@ -12,15 +12,12 @@
 namespace hub::host {
 
 using profile::Category;
+using profile::category_of;
 using profile::ComponentNames;
 using profile::NameTable;
 using Report = _HubProfileReport;
 
 namespace {
-
-const Category* category_of(const Report& report) {
-  return report.category_id < profile::kCategories.size() ? &profile::kCategories[report.category_id] : nullptr;
-}
 
 NameTable table_among(std::span<const ComponentNames> rows, unsigned int component_id) {
   for (const ComponentNames& row : rows) {
@@ -35,18 +32,18 @@ NameTable category_names(const Report& /*report*/) { return profile::kCategoryNa
 NameTable type_names(const Report& /*report*/) { return profile::kTypeNames; }
 
 NameTable component_names(const Report& report) {
-  const Category* category = category_of(report);
-  return category != nullptr && category->components != nullptr ? *category->components : NameTable();
+  const Category& category = category_of(report);
+  return category.components != nullptr ? *category.components : NameTable();
 }
 
 NameTable event_names(const Report& report) {
-  const Category* category = category_of(report);
-  return category != nullptr ? table_among(category->events, report.component_id) : NameTable();
+  const Category& category = category_of(report);
+  return table_among(category.events, report.component_id);
 }
 
 NameTable subtype_names(const Report& report) {
-  const Category* category = category_of(report);
-  return category != nullptr ? table_among(category->subtypes, report.component_id) : NameTable();
+  const Category& category = category_of(report);
+  return table_among(category.subtypes, report.component_id);
 }
 
 struct KindRow {
@@ -69,22 +66,22 @@ const KindRow& row_of(NameKind kind) {
   return *std::find_if(std::begin(kKinds), std::end(kKinds), [kind](const KindRow& row) { return row.kind == kind; });
 }
 
-bool is_same(NameTable one, NameTable other) { return one.data() == other.data(); }
+bool is_same(const NameTable& one, const NameTable& other) { return one.rows().data() == other.rows().data(); }
 
 // Every table of a kind, once. A record of each category and component tells them all.
 std::vector<NameTable> tables_of(NameKind kind) {
   constexpr unsigned kComponents = 256;
   std::vector<NameTable> tables;
   const auto add = [&tables](NameTable table) {
-    if (!table.empty() &&
+    if (!table.rows().empty() &&
         std::none_of(tables.begin(), tables.end(), [table](NameTable known) { return is_same(known, table); })) {
       tables.push_back(table);
     }
   };
-  for (const Category& category : profile::kCategories) {
+  for (const Category* category : profile::kCategories) {
     for (unsigned component = 0; component < kComponents; ++component) {
       Report report{};
-      report.category_id = static_cast<std::uint8_t>(category.id);
+      report.category_id = static_cast<std::uint8_t>(category->id);
       report.component_id = static_cast<std::uint8_t>(component);
       add(row_of(kind).table_of(report));
     }
@@ -108,7 +105,7 @@ std::string_view word_for(NameKind kind) { return row_of(kind).word; }
 std::vector<std::string> all_names_of(NameKind kind) {
   std::set<std::string> names;
   for (const NameTable table : tables_of(kind)) {
-    for (const profile_decoder::entry& entry : table) {
+    for (const profile_decoder::entry& entry : table.rows()) {
       names.emplace(entry.name);
     }
   }
@@ -123,8 +120,8 @@ NameChoice::NameChoice(NameKind kind, const std::function<bool(std::string_view 
 
 // Of an id that stands twice, the first row counts.
 NameChoice::Table NameChoice::choose(NameTable names, const std::function<bool(std::string_view name)>& is_chosen) {
-  Table table{names.data(), {}};
-  for (const profile_decoder::entry& entry : names) {
+  Table table{names.rows().data(), {}};
+  for (const profile_decoder::entry& entry : names.rows()) {
     table.ids.push_back({entry.id, is_chosen(entry.name)});
   }
   const auto is_before = [](const Id& one, const Id& other) { return one.id < other.id; };
@@ -137,7 +134,7 @@ NameChoice::Table NameChoice::choose(NameTable names, const std::function<bool(s
 std::optional<bool> NameChoice::chooses(const Report& report, std::uint64_t id) const {
   const NameTable names = row_of(kind_).table_of(report);
   const auto table = std::find_if(tables_.begin(), tables_.end(),
-                                  [names](const Table& candidate) { return candidate.rows == names.data(); });
+                                  [names](const Table& candidate) { return candidate.rows == names.rows().data(); });
   if (table == tables_.end()) {
     return std::nullopt;
   }

@@ -153,7 +153,7 @@ std::vector<std::string> RecordField::all_names() {
   std::vector<std::string> qualified;
   for (const Layout* layout : profile::kLayouts) {
     for (const Field& field : layout->fields) {
-      if (std::find(names.begin(), names.end(), field.key) == names.end()) {
+      if (std::find(names.begin(), names.end(), field.key.view()) == names.end()) {
         names.emplace_back(field.key);
       }
       qualified.push_back(qualified_name(*layout, field));

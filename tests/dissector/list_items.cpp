@@ -11,8 +11,9 @@ int main() {
                                         "text",     "bytes",    "subtype"};
   for (const Layout* layout : kLayouts) {
     for (const Field& field : layout->fields) {
-      std::cout << layout->name << ' ' << field.key << ' ' << kForms.at(static_cast<std::size_t>(field.kind.form))
-                << ' ' << unsigned{field.kind.width_bytes} << '\n';
+      std::cout << layout->name << ' ' << field.key.view() << ' '
+                << kForms.at(static_cast<std::size_t>(field.kind.form)) << ' ' << unsigned{field.kind.width_bytes}
+                << '\n';
     }
   }
   return std::cout.flush() ? 0 : 1;

@@ -238,8 +238,7 @@ TEST_F(RawDebugState, line_that_cannot_be_made_is_left_out_and_counted) {
   profile_driver->answer = [&](std::uint32_t, auto, std::span<std::byte> output, std::size_t& length) {
     std::memcpy(output.data(), two.data(), two.size());
     length = two.size();
-    // The first text after the read is that by which the time-sync service is looked for.
-    platform::plan_failures({.first = 2, .function = Fallible::kCFStringCreateWithCString});
+    platform::plan_failures({.first = 1, .function = Fallible::kCFStringCreateWithCString});
     return kIOReturnSuccess;
   };
   const Snapshot snapshot = capture().at(0);

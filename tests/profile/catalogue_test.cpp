@@ -54,17 +54,17 @@ TEST_F(RenderingOf, a_context_has_the_layout_of_its_version) {
 TEST(Catalogue, has_the_registered_categories_by_their_ids) {
   ASSERT_EQ(kCategories.size(), NEBLogDecoder::kCategoryCount);
   for (unsigned id = 0; id < kCategories.size(); ++id) {
-    EXPECT_EQ(kCategories[id].id, id);
+    EXPECT_EQ(kCategories[id]->id, id);
     EXPECT_NE(name_in(kCategoryNames, id), std::to_string(id));
   }
 }
 
 TEST(Catalogue, names_components_as_the_decoders_do) {
-  for (const Category& category : kCategories) {
+  for (const Category* category : kCategories) {
     for (unsigned component = 0; component < 256; ++component) {
       const std::string name =
-          category.components != nullptr ? name_in(*category.components, component) : std::to_string(component);
-      EXPECT_EQ(name, decoder_of(category.id).component_name(component)) << category.id << " " << component;
+          category->components != nullptr ? name_in(*category->components, component) : std::to_string(component);
+      EXPECT_EQ(name, decoder_of(category->id).component_name(component)) << category->id << " " << component;
     }
   }
 }
@@ -105,9 +105,9 @@ TEST(Catalogue, every_layout_that_a_choice_names_is_among_the_layouts) {
   const auto is_listed = [](const Layout* layout) {
     return layout == nullptr || std::find(kLayouts.begin(), kLayouts.end(), layout) != kLayouts.end();
   };
-  for (const Category& category : kCategories) {
-    for (const LayoutChoice& choice : category.layouts) {
-      EXPECT_TRUE(is_listed(choice.rendering.first) && is_listed(choice.rendering.second)) << category.id;
+  for (const Category* category : kCategories) {
+    for (const LayoutChoice& choice : category->layouts) {
+      EXPECT_TRUE(is_listed(choice.rendering.first) && is_listed(choice.rendering.second)) << category->id;
     }
   }
   for (unsigned type = 0; type < 256; ++type) {

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "profile/profile_decoder.h"
 
+#include <functional>
 #include <iomanip>
 #include <locale>
+#include <thread>
+#include <utility>
 
 #include "tests/support/decoding.h"
 #include "tests/support/report_builder.h"
@@ -218,12 +221,17 @@ TEST_F(OutsideSubclass, next_record_starts_afresh) {
 // A decoder that cannot go on in the middle of a line.
 class FailingDecoder : public profile_decoder {
  public:
-  void parse_datatype(std::stringstream&, const _HubProfileReport&) override { throw std::bad_alloc(); }
+  void parse_datatype(std::stringstream& stream, const _HubProfileReport&) override {
+    stream << " 'half':" << std::hex << std::setw(40);
+    throw std::bad_alloc();
+  }
 };
 
-TEST_F(OutsideSubclass, exception_of_its_own_passes_through) {
+TEST_F(OutsideSubclass, exception_of_its_own_passes_through_and_leaves_the_next_line_alone) {
+  const std::string before = decoder_.to_string(report(3, 4, 5, 3).count_up());
   FailingDecoder failing;
   EXPECT_THROW(failing.to_string(report(3, 0, 0, 0)), std::bad_alloc);
+  EXPECT_EQ(decoder_.to_string(report(3, 4, 5, 3).count_up()), before);
 }
 
 // What another country's global locale does to numbers.
@@ -232,6 +240,92 @@ class Grouping : public std::numpunct<char> {
   char do_decimal_point() const override { return ','; }
   std::string do_grouping() const override { return "\3"; }
 };
+
+// A decoder that does to the stream whatever a test says.
+class MeddlingDecoder : public profile_decoder {
+ public:
+  explicit MeddlingDecoder(std::function<void(std::stringstream&)> meddle) : meddle_(std::move(meddle)) {}
+  void parse_datatype(std::stringstream& stream, const _HubProfileReport&) override { meddle_(stream); }
+
+ private:
+  std::function<void(std::stringstream&)> meddle_;
+};
+
+// How a new stream writes, and what can be read of it.
+std::string first_impression(std::stringstream& stream) {
+  std::ostringstream told;
+  told << stream.good() << stream.exceptions() << ' ' << stream.flags() << ' ' << stream.width() << ' '
+       << stream.precision() << " '" << stream.fill() << "' " << stream.tie() << ' ' << stream.getloc().name() << ' '
+       << (static_cast<std::ios&>(stream).rdbuf() == stream.rdbuf());
+  stream << std::setw(6) << 1234567 << ' ' << 0.5 << ' ' << 255 << ' ' << true;
+  return told.str() + stream.str();
+}
+
+TEST_F(OutsideSubclass, finds_the_stream_as_new_whatever_was_done_to_it_in_the_line_before) {
+  std::string impression;
+  MeddlingDecoder teller([&](std::stringstream& stream) { impression = first_impression(stream); });
+  teller.to_string(report(3, 4, 5, 0));
+  const std::string of_a_new_stream = impression;
+  std::ostringstream other;
+  const std::function<void(std::stringstream&)> meddlings[] = {
+      [](std::stringstream& stream) { stream << std::hex << std::showbase << std::boolalpha << std::setfill('*'); },
+      [](std::stringstream& stream) { stream << std::setw(30) << std::setprecision(2); },
+      [](std::stringstream& stream) { stream.setstate(std::ios::failbit | std::ios::badbit); },
+      [](std::stringstream& stream) { stream.exceptions(std::ios::failbit); },
+      [&](std::stringstream& stream) { stream.tie(&other); },
+      [](std::stringstream& stream) { stream.imbue(std::locale(std::locale::classic(), new Grouping)); },
+      [&](std::stringstream& stream) { stream.copyfmt(other); },
+      [&](std::stringstream& stream) { static_cast<std::ios&>(stream).rdbuf(other.rdbuf()); },
+      [](std::stringstream& stream) { stream.str(""); },
+      [](std::stringstream& stream) { stream = std::stringstream("of another's", std::ios::in); },
+      [](std::stringstream& stream) { stream.ignore(1000).get(); },
+  };
+  for (const auto& meddle : meddlings) {
+    MeddlingDecoder(meddle).to_string(report(1, 1, 1, 1));
+    teller.to_string(report(3, 4, 5, 0));
+    EXPECT_EQ(impression, of_a_new_stream) << "meddling " << &meddle - meddlings;
+  }
+}
+
+TEST_F(OutsideSubclass, reads_back_its_own_line_alone) {
+  decoder_.to_string(report(1, 2, 3, 3).fill(255));
+  std::string read;
+  MeddlingDecoder reader([&](std::stringstream& stream) { std::getline(stream, read); });
+  reader.to_string(report(3, 4, 5, 0).sequence(8));
+  EXPECT_EQ(read,
+            "{  'category':'sphere', 'component':     '4', 'event':         '5', 'type':      'stop', "
+            "'timestamp':         0, 'sequence_num':         8,");
+}
+
+TEST_F(OutsideSubclass, may_have_another_report_decoded_in_the_middle_of_a_line) {
+  const std::string plain = MeddlingDecoder([](auto&) {}).to_string(report(3, 4, 5, 0));
+  std::string inner;
+  MeddlingDecoder outer([&](std::stringstream& stream) {
+    stream << " 'before':1,";
+    inner = decoder_.to_string(report(3, 4, 5, 3).count_up());
+    stream << " 'behind':2,";
+  });
+  const std::string line = outer.to_string(report(3, 4, 5, 0));
+  EXPECT_EQ(payload_items(line), " 'before':1, 'behind':2,");
+  EXPECT_EQ(inner, decoder_.to_string(report(3, 4, 5, 3).count_up()));
+  EXPECT_EQ(MeddlingDecoder([](auto&) {}).to_string(report(3, 4, 5, 0)), plain);
+}
+
+// Decodes once more when its thread ends, behind everything that was made later.
+struct LastWords {
+  ~LastWords() { line = OutsideDecoder().to_string(report(3, 4, 5, 3)); }
+  static inline std::string line;
+};
+
+TEST_F(OutsideSubclass, decodes_until_its_thread_has_ended) {
+  const std::string expected = OutsideDecoder().to_string(report(3, 4, 5, 3));
+  std::thread([] {
+    static thread_local LastWords last_words;
+    OutsideDecoder().to_string(report(3, 4, 5, 3));
+    (void)&last_words;
+  }).join();
+  EXPECT_EQ(LastWords::line, expected);
+}
 
 class GlobalLocale : public DecodeTest {
  protected:

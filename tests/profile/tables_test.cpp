@@ -25,11 +25,11 @@ std::vector<NamedTable> all_name_tables() {
       {"categories", kCategoryNames, 13},
       {"types", kTypeNames, 13},
       {"execution components", execution::kComponents, 6},
-      {"execution scheduler events", execution::kEventTables[0], 3},
-      {"execution function events", execution::kEventTables[1], 1},
-      {"execution workloop events", execution::kEventTables[2], 2},
-      {"execution command events", execution::kEventTables[3], 8},
-      {"execution extfunction events", execution::kEventTables[4], 1},
+      {"execution scheduler events", execution::kSchedulerEvents, 3},
+      {"execution function events", execution::kFunctionEvents, 1},
+      {"execution workloop events", execution::kWorkloopEvents, 2},
+      {"execution command events", execution::kCommandEvents, 8},
+      {"execution extfunction events", execution::kExtFunctionEvents, 1},
       {"trace components", trace::kComponents, 4},
       {"sensor components", sensor::kComponents, 7},
       {"sensor events", sensor::kEvents, 13},
@@ -89,14 +89,14 @@ std::vector<NamedLayout> all_layouts() {
 
 TEST(NameTables, have_their_row_counts) {
   for (const auto& [name, table, row_count] : all_name_tables()) {
-    EXPECT_EQ(table.size(), row_count) << name;
+    EXPECT_EQ(table.rows().size(), row_count) << name;
   }
 }
 
 TEST(NameTables, ids_are_unique) {
   for (const auto& [name, table, row_count] : all_name_tables()) {
     std::set<unsigned> ids;
-    for (const auto& row : table) {
+    for (const auto& row : table.rows()) {
       EXPECT_TRUE(ids.insert(row.id).second) << name << ": id " << row.id;
     }
   }
@@ -106,7 +106,7 @@ TEST(NameTables, names_are_unique_but_for_the_repeated_button_subtypes) {
   for (const auto& [name, table, row_count] : all_name_tables()) {
     std::set<std::string> names;
     std::size_t repeated = 0;
-    for (const auto& row : table) {
+    for (const auto& row : table.rows()) {
       repeated += names.insert(row.name).second ? 0 : 1;
     }
     EXPECT_EQ(repeated, std::string(name) == "sshb subtypes" ? 9U : 0U) << name;
@@ -116,8 +116,8 @@ TEST(NameTables, names_are_unique_but_for_the_repeated_button_subtypes) {
 TEST(NameTables, ids_ascend_but_for_two_haptics_subtypes) {
   for (const auto& [name, table, row_count] : all_name_tables()) {
     std::size_t descents = 0;
-    for (std::size_t row = 1; row < table.size(); ++row) {
-      descents += table[row].id < table[row - 1].id ? 1 : 0;
+    for (std::size_t row = 1; row < table.rows().size(); ++row) {
+      descents += table.rows()[row].id < table.rows()[row - 1].id ? 1 : 0;
     }
     EXPECT_EQ(descents, std::string(name) == "haptics subtypes" ? 1U : 0U) << name;
   }
@@ -125,7 +125,7 @@ TEST(NameTables, ids_ascend_but_for_two_haptics_subtypes) {
 
 TEST(NameTables, names_are_plain_text_that_needs_no_escape) {
   for (const auto& [name, table, row_count] : all_name_tables()) {
-    for (const auto& row : table) {
+    for (const auto& row : table.rows()) {
       EXPECT_EQ(
           std::string(row.name).find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_"),
           std::string::npos)
@@ -136,7 +136,7 @@ TEST(NameTables, names_are_plain_text_that_needs_no_escape) {
 
 TEST(NameTables, button_subtypes_keep_their_gaps) {
   std::set<unsigned> ids;
-  for (const auto& row : sshb::kSubtypes) {
+  for (const auto& row : sshb::kSubtypes.rows()) {
     ids.insert(row.id);
   }
   struct Range {
@@ -159,7 +159,7 @@ TEST(Layouts, have_their_row_counts) {
 TEST(Layouts, rows_lie_inside_the_payload) {
   for (const auto& [layout, name, row_count] : all_layouts()) {
     for (const Field& field : layout->fields) {
-      EXPECT_LE(field.at + field.kind.width_bytes, kPayloadSize) << layout->name << ": " << field.key;
+      EXPECT_LE(field.at + field.kind.width_bytes, kPayloadSize) << layout->name << ": " << field.key.view();
     }
   }
 }
@@ -168,7 +168,7 @@ TEST(Layouts, keys_are_unique_in_a_layout) {
   for (const auto& [layout, name, row_count] : all_layouts()) {
     std::set<std::string_view> keys;
     for (const Field& field : layout->fields) {
-      EXPECT_TRUE(keys.insert(field.key).second) << layout->name << ": " << field.key;
+      EXPECT_TRUE(keys.insert(field.key).second) << layout->name << ": " << field.key.view();
     }
   }
 }
@@ -187,19 +187,19 @@ TEST(Layouts, widths_suit_their_forms) {
       const unsigned width_bytes = field.kind.width_bytes;
       switch (field.kind.form) {
         case Form::kUnsigned:
-          EXPECT_TRUE(width_bytes == 1 || width_bytes == 2 || width_bytes == 4 || width_bytes == 8) << field.key;
+          EXPECT_TRUE(width_bytes == 1 || width_bytes == 2 || width_bytes == 4 || width_bytes == 8) << field.key.view();
           break;
         case Form::kQuotedHex:
         case Form::kFixedPoint:
         case Form::kSubtype:
-          EXPECT_EQ(width_bytes, 4U) << field.key;
+          EXPECT_EQ(width_bytes, 4U) << field.key.view();
           break;
         case Form::kConstant:
-          EXPECT_EQ(width_bytes, 0U) << field.key;
+          EXPECT_EQ(width_bytes, 0U) << field.key.view();
           break;
         case Form::kText:
         case Form::kBytes:
-          EXPECT_GT(width_bytes, 0U) << field.key;
+          EXPECT_GT(width_bytes, 0U) << field.key.view();
           break;
       }
     }
@@ -210,7 +210,7 @@ TEST(Layouts, only_lists_of_bytes_are_cut) {
   for (const auto& [layout, name, row_count] : all_layouts()) {
     for (const Field& field : layout->fields) {
       EXPECT_TRUE(field.length_at == kWholeList || field.kind.form == Form::kBytes)
-          << layout->name << ": " << field.key;
+          << layout->name << ": " << field.key.view();
     }
   }
 }
@@ -219,7 +219,8 @@ TEST(Layouts, context_values_have_no_column_and_numbers_elsewhere_ten) {
   for (const auto& [layout, name, row_count] : all_layouts()) {
     for (const Field& field : layout->fields) {
       if (field.kind.form == Form::kUnsigned) {
-        EXPECT_EQ(field.column, layout->name.starts_with("sshb-context") ? 0 : 10) << layout->name << ": " << field.key;
+        EXPECT_EQ(field.column, layout->name.starts_with("sshb-context") ? 0 : 10)
+            << layout->name << ": " << field.key.view();
       }
     }
   }

@@ -3,6 +3,8 @@
 
 #include <type_traits>
 
+#include "profile/line_text.h"
+
 namespace {
 
 template <typename... Decoders>
@@ -49,9 +51,10 @@ constinit profile_decoder* const NEBLogDecoder::_decoders[kCategoryCount] = {
     &_cm,         // 12: the base decoder on purpose
 };
 
-std::string NEBLogDecoder::to_string(const _HubProfileReport& report) {
-  profile_decoder* decoder = decoder_of(report.category_id);
-  return (decoder != nullptr ? *decoder : _default).to_string(report);
+std::string NEBLogDecoder::to_string(const _HubProfileReport& report) { return hub::profile::line_of(report); }
+
+void NEBLogDecoder::append_line(const _HubProfileReport& report, std::string& out) {
+  hub::profile::append_line(report, out);
 }
 
 std::string NEBLogDecoder::category_to_string(unsigned int category) {

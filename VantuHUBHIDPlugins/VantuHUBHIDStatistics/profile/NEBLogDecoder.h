@@ -26,6 +26,9 @@ class NEBLogDecoder {
   // The line of a report, by the decoder of its category.
   static std::string to_string(const _HubProfileReport& report);
 
+  // The same, appended to a text.
+  static void append_line(const _HubProfileReport& report, std::string& out);
+
   // The name of a category; outside the registry the number in decimal.
   static std::string category_to_string(unsigned int category);
 

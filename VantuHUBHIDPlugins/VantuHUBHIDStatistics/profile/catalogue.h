@@ -7,29 +7,9 @@
 #include <span>
 #include <string>
 
-#include "profile/layout_choice.h"
-#include "profile/name_table.h"
-#include "profile/payload.h"
+#include "profile/category.h"
 
 namespace hub::profile {
-
-// The names that a component's ids have: of its events, or of its subtypes. kAny: of every component without a row
-// above.
-struct ComponentNames {
-  int component_id;
-  const NameTable* names;
-};
-
-struct Category {
-  unsigned int id;
-  const NameTable* components;               // null: they have no names
-  std::span<const ComponentNames> events;    // by component, the first row that fits; without one they have no names
-  std::span<const ComponentNames> subtypes;  // likewise, of rows of Form::kSubtype
-  std::span<const LayoutChoice> layouts;     // beside those that all categories share
-};
-
-// The registered categories, by id. Their names: kCategoryNames.
-extern const std::span<const Category> kCategories;
 
 // Every layout, those that all categories share first. Their names are unique.
 extern const std::span<const Layout* const> kLayouts;

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "profile/core_payloads.h"
 
-#include <algorithm>
 #include <iterator>
 
 namespace hub::profile {
@@ -154,30 +153,29 @@ constexpr Field kDecimationInfoRows[] = {
 };
 static_assert(fits(kDecimationInfoRows));
 
-struct TypeLayout {
-  unsigned int type_id;
-  const Layout* layout;
-};
-
-// Types without a row have no items.
-constexpr TypeLayout kTypeLayouts[] = {
-    { 1, &kLongData},
-    { 2, &kShortData},
-    { 3, &kEvent},
-    { 4, &kTrigger},
-    { 5, &kFunction},
-    { 8, &kSensorInfo},
-    { 9, &kExtFunction},
-    {11, &kAnnotation},
-    {12, &kDecimationInfo},
+// By type id; types without a layout have no items.
+constexpr const Layout* kTypeLayouts[] = {
+    nullptr,           //  0
+    &kLongData,        //  1
+    &kShortData,       //  2
+    &kEvent,           //  3
+    &kTrigger,         //  4
+    &kFunction,        //  5
+    nullptr,           //  6
+    nullptr,           //  7
+    &kSensorInfo,      //  8
+    &kExtFunction,     //  9
+    nullptr,           // 10
+    &kAnnotation,      // 11
+    &kDecimationInfo,  // 12
 };
 
 // clang-format on
 
 }  // namespace
 
-constinit const NameTable kCategoryNames{kCategoryRows};
-constinit const NameTable kTypeNames{kTypeRows};
+constinit const NameTable kCategoryNames = name_table<kCategoryRows>;
+constinit const NameTable kTypeNames = name_table<kTypeRows>;
 
 constinit const Layout kLongData{"long-data", kLongDataRows};
 constinit const Layout kShortData{"short-data", kShortDataRows};
@@ -190,9 +188,7 @@ constinit const Layout kAnnotation{"annotation", kAnnotationRows};
 constinit const Layout kDecimationInfo{"decimationinfo", kDecimationInfoRows};
 
 const Layout* core_layout(unsigned int type_id) {
-  const auto* row = std::find_if(std::begin(kTypeLayouts), std::end(kTypeLayouts),
-                                 [type_id](const TypeLayout& candidate) { return candidate.type_id == type_id; });
-  return row != std::end(kTypeLayouts) ? row->layout : nullptr;
+  return type_id < std::size(kTypeLayouts) ? kTypeLayouts[type_id] : nullptr;
 }
 
 }  // namespace hub::profile

@@ -58,8 +58,8 @@ static_assert(fits(kDataOutRows));
 
 }  // namespace
 
-constinit const NameTable kComponents{kComponentRows};
-constinit const NameTable kEvents{kEventRows};
+constinit const NameTable kComponents = name_table<kComponentRows>;
+constinit const NameTable kEvents = name_table<kEventRows>;
 
 constinit const Layout kDataIn{"cumulus-data-in", kDataInRows};
 constinit const Layout kDataOut{"cumulus-data-out", kDataOutRows};
@@ -79,7 +79,13 @@ constexpr LayoutChoice kLayoutChoiceRows[] = {
 
 }  // namespace
 
-constinit const std::span<const LayoutChoice> kLayoutChoices{kLayoutChoiceRows};
+namespace {
+
+constexpr ComponentNames kEventsByComponent[] = {{kAny, &kEvents}};
+
+}  // namespace
+
+constinit const Category kCategory{4, &kComponents, kEventsByComponent, {}, kLayoutChoiceRows};
 
 }  // namespace hub::profile::cumulus
 
@@ -92,5 +98,5 @@ std::string cumulus_decoder::event_name(unsigned int /*component*/, unsigned int
 }
 
 void cumulus_decoder::parse_datatype(std::stringstream& stream, const _HubProfileReport& report) {
-  print_rendering(*stream.rdbuf(), choose_layouts(cumulus::kLayoutChoices, report), payload_of(report));
+  print_rendering(*stream.rdbuf(), choose_layouts(cumulus::kCategory.layouts, report), payload_of(report));
 }

@@ -2,10 +2,7 @@
 // Category 4, "cumulus": vectors into and out of it, in fixed point.
 #pragma once
 
-#include <span>
-
-#include "profile/layout_choice.h"
-#include "profile/name_table.h"
+#include "profile/category.h"
 #include "profile/profile_decoder.h"
 
 namespace hub::profile::cumulus {
@@ -16,7 +13,7 @@ extern const NameTable kEvents;
 extern const Layout kDataIn;
 extern const Layout kDataOut;
 
-extern const std::span<const LayoutChoice> kLayoutChoices;
+extern const Category kCategory;
 
 }  // namespace hub::profile::cumulus
 

@@ -59,14 +59,23 @@ static_assert(std::size(kExtFunctionRows) == 1);
 
 }  // namespace
 
-constinit const NameTable kComponents{kComponentRows};
-constinit const NameTable kEventTables[] = {
-    kSchedulerRows,    // 0
-    kFunctionRows,     // 1
-    kWorkloopRows,     // 2
-    kCommandRows,      // 3
-    kExtFunctionRows,  // 4
+constinit const NameTable kComponents = name_table<kComponentRows>;
+constinit const NameTable kSchedulerEvents = name_table<kSchedulerRows>;
+constinit const NameTable kFunctionEvents = name_table<kFunctionRows>;
+constinit const NameTable kWorkloopEvents = name_table<kWorkloopRows>;
+constinit const NameTable kCommandEvents = name_table<kCommandRows>;
+constinit const NameTable kExtFunctionEvents = name_table<kExtFunctionRows>;
+
+namespace {
+
+constexpr ComponentNames kEventRows[] = {
+    {0, &kSchedulerEvents}, {1, &kFunctionEvents},    {2, &kWorkloopEvents},
+    {3, &kCommandEvents},   {4, &kExtFunctionEvents},
 };
+
+}  // namespace
+
+constinit const Category kCategory{0, &kComponents, kEventRows, {}, {}};
 
 }  // namespace hub::profile::execution
 
@@ -77,6 +86,5 @@ std::string execution_decoder::component_name(unsigned int component) {
 }
 
 std::string execution_decoder::event_name(unsigned int component, unsigned int event) {
-  return component < std::size(execution::kEventTables) ? name_in(execution::kEventTables[component], event)
-                                                        : std::to_string(event);
+  return name_or_number(hub::profile::event_name(execution::kCategory, component, event), event);
 }

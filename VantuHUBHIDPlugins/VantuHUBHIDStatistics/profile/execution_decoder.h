@@ -3,13 +3,19 @@
 // has an event table of its own.
 #pragma once
 
-#include "profile/name_table.h"
+#include "profile/category.h"
 #include "profile/profile_decoder.h"
 
 namespace hub::profile::execution {
 
 extern const NameTable kComponents;
-extern const NameTable kEventTables[5];  // by component; those without a table are not in it
+extern const NameTable kSchedulerEvents;
+extern const NameTable kFunctionEvents;
+extern const NameTable kWorkloopEvents;
+extern const NameTable kCommandEvents;
+extern const NameTable kExtFunctionEvents;
+
+extern const Category kCategory;
 
 }  // namespace hub::profile::execution
 

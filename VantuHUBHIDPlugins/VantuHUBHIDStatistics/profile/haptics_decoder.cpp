@@ -93,9 +93,9 @@ static_assert(fits(kPlayRequestRows));
 
 }  // namespace
 
-constinit const NameTable kComponents{kComponentRows};
-constinit const NameTable kEvents{kEventRows};
-constinit const NameTable kSubtypes{kSubtypeRows};
+constinit const NameTable kComponents = name_table<kComponentRows>;
+constinit const NameTable kEvents = name_table<kEventRows>;
+constinit const NameTable kSubtypes = name_table<kSubtypeRows>;
 
 constinit const Layout kTrace{"haptics-trace", kTraceRows};
 constinit const Layout kAmpState{"haptics-amp-state", kAmpStateRows};
@@ -121,7 +121,19 @@ constexpr LayoutChoice kLayoutChoiceRows[] = {
 
 }  // namespace
 
-constinit const std::span<const LayoutChoice> kLayoutChoices{kLayoutChoiceRows};
+namespace {
+
+constexpr ComponentNames kEventsByComponent[] = {{kAny, &kEvents}};
+
+constexpr ComponentNames kSubtypesByComponent[] = {
+    {7, &kSubtypes},  // haptics-manager
+    {8, &kSubtypes},  // hm-kext
+    {9, &kSubtypes},  // rtp-detent
+};
+
+}  // namespace
+
+constinit const Category kCategory{11, &kComponents, kEventsByComponent, kSubtypesByComponent, kLayoutChoiceRows};
 
 }  // namespace hub::profile::haptics
 
@@ -134,11 +146,10 @@ std::string haptics_decoder::event_name(unsigned int /*component*/, unsigned int
 }
 
 std::string haptics_decoder::subtype_name(unsigned int component, unsigned int subtype) {
-  const bool has_names = component >= 7 && component <= 9;  // haptics-manager, hm-kext, rtp-detent
-  return has_names ? name_in(haptics::kSubtypes, subtype) : std::to_string(subtype);
+  return name_or_number(hub::profile::subtype_name(haptics::kCategory, component, subtype), subtype);
 }
 
 void haptics_decoder::parse_datatype(std::stringstream& stream, const _HubProfileReport& report) {
-  print_rendering(*stream.rdbuf(), choose_layouts(haptics::kLayoutChoices, report), payload_of(report),
+  print_rendering(*stream.rdbuf(), choose_layouts(haptics::kCategory.layouts, report), payload_of(report),
                   [this, &report](std::uint32_t subtype) { return subtype_name(report.component_id, subtype); });
 }

@@ -2,10 +2,7 @@
 // Category 11, "haptics": the haptics manager, its kernel-side counterpart and the detent generator.
 #pragma once
 
-#include <span>
-
-#include "profile/layout_choice.h"
-#include "profile/name_table.h"
+#include "profile/category.h"
 #include "profile/profile_decoder.h"
 
 namespace hub::profile::haptics {
@@ -18,7 +15,7 @@ extern const Layout kTrace;
 extern const Layout kAmpState;
 extern const Layout kPlayRequest;
 
-extern const std::span<const LayoutChoice> kLayoutChoices;
+extern const Category kCategory;
 
 }  // namespace hub::profile::haptics
 

@@ -24,8 +24,16 @@ static_assert(std::size(kEventRows) == 1);
 
 }  // namespace
 
-constinit const NameTable kComponents{kComponentRows};
-constinit const NameTable kEvents{kEventRows};
+constinit const NameTable kComponents = name_table<kComponentRows>;
+constinit const NameTable kEvents = name_table<kEventRows>;
+
+namespace {
+
+constexpr ComponentNames kEventsByComponent[] = {{kAny, &kEvents}};
+
+}  // namespace
+
+constinit const Category kCategory{5, &kComponents, kEventsByComponent, {}, {}};
 
 }  // namespace hub::profile::interrupt
 

@@ -2,50 +2,12 @@
 #include "profile/payload.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
+#include "profile/payload_items.h"
+
 namespace hub::profile {
-namespace {
-
-std::uint64_t load_number(Payload payload, const Field& field) {
-  switch (field.kind.width_bytes) {
-    case 1:
-      return load_le<std::uint8_t>(payload, field.at);
-    case 2:
-      return load_le<std::uint16_t>(payload, field.at);
-    case 4:
-      return load_le<std::uint32_t>(payload, field.at);
-    default:
-      return load_le<std::uint64_t>(payload, field.at);
-  }
-}
-
-void print_value(ItemWriter& out, const Field& field, Payload payload, const SubtypeName& subtype_name) {
-  switch (field.kind.form) {
-    case Form::kUnsigned:
-    case Form::kConstant:
-      out.number(number_of(field, payload), field.column);
-      break;
-    case Form::kQuotedHex:
-      out.quoted_hex(number_of(field, payload), field.column);
-      break;
-    case Form::kFixedPoint:
-      out.real(real_of(field, payload), field.column);
-      break;
-    case Form::kText:
-      out.quoted(text_of(field, payload), field.column);
-      break;
-    case Form::kBytes:
-      out.byte_list(bytes_of(field, payload), field.column);
-      break;
-    case Form::kSubtype:
-      out.quoted(subtype_name(static_cast<std::uint32_t>(number_of(field, payload))), field.column);
-      break;
-  }
-}
-
-}  // namespace
-
 std::uint64_t number_of(const Field& field, Payload payload) {
   return field.kind.form == Form::kConstant ? field.kind.detail : load_number(payload, field);
 }
@@ -68,20 +30,40 @@ std::span<const std::byte> bytes_of(const Field& field, Payload payload) {
   return payload.subspan(field.at, std::min(used, width_bytes));
 }
 
+char* put_rarer_item(char* out, const Field& field, Payload payload) {
+  switch (field.kind.form) {
+    case Form::kFixedPoint:
+      return put_real_item(out, field.key, real_of(field, payload), field.column);
+    case Form::kText:
+      return put_quoted_item(out, field.key, text_of(field, payload), field.column);
+    case Form::kBytes:
+      return put_byte_list_item(out, field.key, bytes_of(field, payload), field.column);
+    default:
+      return put_number_item(out, field.key, number_of(field, payload), field.column);
+  }
+}
+
 void print_rendering(std::streambuf& out, const Rendering& rendering, Payload payload,
                      const SubtypeName& subtype_name) {
-  ItemWriter items(out);
-  for (const Layout* layout : {rendering.first, rendering.second}) {
-    if (layout == nullptr) {
-      continue;
+  constexpr std::size_t kRoom = 4096;  // for nearly all reports
+  std::array<char, kRoom> items;
+  const auto hand_over = [&](const char* end) { out.sputn(items.data(), end - items.data()); };
+  const auto with_room = [&](char* end) {
+    if (static_cast<std::size_t>(items.data() + kRoom - end) >= kItemRoom) [[likely]] {
+      return end;
     }
-    for (const Field& field : layout->fields) {
-      items.key(field.key);
-      print_value(items, field, payload, subtype_name);
-      items.text(",");
-    }
-  }
-  items.flush();
+    hand_over(end);
+    return items.data();
+  };
+  // The name is a decoder's, of any length.
+  const auto put_subtype = [&](const char* end, const Field& field, std::uint32_t subtype) {
+    hand_over(end);
+    const std::string name = subtype_name(subtype);
+    std::string item(item_room(name.size()), '\0');
+    out.sputn(item.data(), put_quoted_item(item.data(), field.key, name, field.column) - item.data());
+    return items.data();
+  };
+  hand_over(put_items(items.data(), rendering, payload, with_room, put_subtype));
 }
 
 }  // namespace hub::profile

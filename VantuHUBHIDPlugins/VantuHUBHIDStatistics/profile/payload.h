@@ -6,11 +6,12 @@
 #include <cstdint>
 #include <functional>
 #include <span>
+#include <streambuf>
 #include <string>
 #include <string_view>
 
 #include "little_endian.h"
-#include "profile/item_writer.h"
+#include "profile/item_text.h"
 #include "profile/profile_report.h"
 
 namespace hub::profile {
@@ -25,7 +26,8 @@ inline Payload payload_of(const _HubProfileReport& report) { return std::as_byte
 enum class Form : std::uint8_t {
   kUnsigned,    // little-endian number, decimal
   kConstant,    // no bytes of the payload: the kind's own number, decimal
-  kQuotedHex,   // little-endian number, lower-case hexadecimal in quotes; the column is that of the opening quote
+  kQuotedHex,   // little-endian number of 4 bytes, lower-case hexadecimal in quotes; the column is that of the first
+                // quote
   kFixedPoint,  // signed little-endian number in fixed point, six significant digits
   kText,        // bytes up to the first zero or the field's end, in quotes
   kBytes,       // list of bytes in decimal
@@ -59,7 +61,7 @@ inline constexpr std::uint8_t kWholeList = 0xFF;
 struct Field {
   std::uint8_t at;  // offset in the payload
   Kind kind;
-  std::string_view key;
+  ItemKey key;
   std::uint8_t column = 0;  // least width of the value's text, blanks in front; 0: none
   // kBytes only: offset of the 16-bit number of bytes in use; more than the field has counts as all of them
   std::uint8_t length_at = kWholeList;
@@ -80,7 +82,10 @@ struct Rendering {
 // Names a number of Form::kSubtype.
 using SubtypeName = std::function<std::string(std::uint32_t subtype)>;
 
-// True when every row, and the length that it is cut at, lies inside the payload: pinned beside each table.
+inline constexpr std::size_t kMostRows = 32;
+
+// True when every row, and the length that it is cut at, lies inside the payload, and when there are not too many for
+// who makes room for a whole line: pinned beside each table.
 constexpr bool fits(std::span<const Field> fields) {
   for (const Field& field : fields) {
     if (field.at + field.kind.width_bytes > kPayloadSize ||
@@ -88,7 +93,7 @@ constexpr bool fits(std::span<const Field> fields) {
       return false;
     }
   }
-  return true;
+  return fields.size() <= kMostRows;
 }
 
 // The number of a kUnsigned, kQuotedHex, kSubtype or kConstant row.

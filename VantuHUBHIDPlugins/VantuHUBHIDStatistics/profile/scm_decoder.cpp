@@ -24,7 +24,9 @@ static_assert(std::size(kComponentRows) == 6);
 
 }  // namespace
 
-constinit const NameTable kComponents{kComponentRows};
+constinit const NameTable kComponents = name_table<kComponentRows>;
+
+constinit const Category kCategory{9, &kComponents, {}, {}, {}};
 
 }  // namespace hub::profile::scm
 

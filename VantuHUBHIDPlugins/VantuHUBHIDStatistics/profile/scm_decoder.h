@@ -2,12 +2,14 @@
 // Category 9, "scm": the serial buses that sensors hang on. Events have no names.
 #pragma once
 
-#include "profile/name_table.h"
+#include "profile/category.h"
 #include "profile/profile_decoder.h"
 
 namespace hub::profile::scm {
 
 extern const NameTable kComponents;
+
+extern const Category kCategory;
 
 }  // namespace hub::profile::scm
 

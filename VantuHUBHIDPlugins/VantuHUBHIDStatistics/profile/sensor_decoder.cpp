@@ -43,8 +43,16 @@ static_assert(std::size(kEventRows) == 13);
 
 }  // namespace
 
-constinit const NameTable kComponents{kComponentRows};
-constinit const NameTable kEvents{kEventRows};
+constinit const NameTable kComponents = name_table<kComponentRows>;
+constinit const NameTable kEvents = name_table<kEventRows>;
+
+namespace {
+
+constexpr ComponentNames kEventsByComponent[] = {{kAny, &kEvents}};
+
+}  // namespace
+
+constinit const Category kCategory{2, &kComponents, kEventsByComponent, {}, {}};
 
 }  // namespace hub::profile::sensor
 

@@ -192,9 +192,9 @@ static_assert(std::size(kContext7Rows) == 26);
 
 }  // namespace
 
-constinit const NameTable kComponents{kComponentRows};
-constinit const NameTable kLatencyEvents{kLatencyEventRows};
-constinit const NameTable kEvents{kEventRows};
+constinit const NameTable kComponents = name_table<kComponentRows>;
+constinit const NameTable kLatencyEvents = name_table<kLatencyEventRows>;
+constinit const NameTable kEvents = name_table<kEventRows>;
 
 constinit const Layout kTrace{"sshb-trace", kTraceRows};
 constinit const Layout kStatusEvent{"sshb-status-event", kStatusEventRows};
@@ -224,39 +224,44 @@ constexpr LayoutChoice kLayoutChoiceRows[] = {
 
 }  // namespace
 
-constinit const std::span<const LayoutChoice> kLayoutChoices{kLayoutChoiceRows};
+namespace {
+
+constexpr ComponentNames kEventsByComponent[] = {
+    {3, &kLatencyEvents},
+    {kAny, &kEvents},
+};
+
+// Latency trace points are named like the events of their component.
+constexpr ComponentNames kSubtypesByComponent[] = {
+    {0, &kSubtypes},       // sshb
+    {1, &kSubtypes},       // vossa
+    {2, &kSubtypes},       // amp
+    {3, &kLatencyEvents},  // latency
+    {4, &kSubtypes},       // quarl
+};
+
+}  // namespace
+
+constinit const Category kCategory{7, &kComponents, kEventsByComponent, kSubtypesByComponent, kLayoutChoiceRows};
 
 }  // namespace hub::profile::sshb
 
 using namespace hub::profile;
 
-namespace {
-
-constexpr unsigned int kLatencyComponent = 3;
-
-}  // namespace
-
 std::string sshb_decoder::component_name(unsigned int component) { return name_in(sshb::kComponents, component); }
 
 std::string sshb_decoder::event_name(unsigned int component, unsigned int event) {
-  return name_in(component == kLatencyComponent ? sshb::kLatencyEvents : sshb::kEvents, event);
+  return name_or_number(hub::profile::event_name(sshb::kCategory, component, event), event);
 }
 
 std::string sshb_decoder::subtype_name(unsigned int component, unsigned int subtype) {
-  switch (component) {
-    case 0:  // sshb
-    case 1:  // vossa
-    case 2:  // amp
-    case 4:  // quarl
-      return name_in(sshb::kSubtypes, subtype);
-    case kLatencyComponent:
-      return event_name(component, subtype);
-    default:
-      return std::to_string(subtype);
-  }
+  constexpr unsigned int kLatencyComponent = 3;
+  return component == kLatencyComponent
+             ? event_name(component, subtype)
+             : name_or_number(hub::profile::subtype_name(sshb::kCategory, component, subtype), subtype);
 }
 
 void sshb_decoder::parse_datatype(std::stringstream& stream, const _HubProfileReport& report) {
-  print_rendering(*stream.rdbuf(), choose_layouts(sshb::kLayoutChoices, report), payload_of(report),
+  print_rendering(*stream.rdbuf(), choose_layouts(sshb::kCategory.layouts, report), payload_of(report),
                   [this, &report](std::uint32_t subtype) { return subtype_name(report.component_id, subtype); });
 }

@@ -2,10 +2,7 @@
 // Category 7, "sshb": the solid-state button with its haptics and amplifiers.
 #pragma once
 
-#include <span>
-
-#include "profile/layout_choice.h"
-#include "profile/name_table.h"
+#include "profile/category.h"
 #include "profile/profile_decoder.h"
 
 namespace hub::profile::sshb {
@@ -22,7 +19,7 @@ extern const Layout kContext4;
 extern const Layout kContext5;
 extern const Layout kContext7;
 
-extern const std::span<const LayoutChoice> kLayoutChoices;
+extern const Category kCategory;
 
 }  // namespace hub::profile::sshb
 

@@ -135,6 +135,6 @@ static_assert(std::size(kSubtypeRows) == 113);
 
 }  // namespace
 
-constinit const NameTable kSubtypes{kSubtypeRows};
+constinit const NameTable kSubtypes = name_table<kSubtypeRows>;
 
 }  // namespace hub::profile::sshb

@@ -22,7 +22,9 @@ static_assert(std::size(kComponentRows) == 4);
 
 }  // namespace
 
-constinit const NameTable kComponents{kComponentRows};
+constinit const NameTable kComponents = name_table<kComponentRows>;
+
+constinit const Category kCategory{1, &kComponents, {}, {}, {}};
 
 }  // namespace hub::profile::trace
 

@@ -2,12 +2,14 @@
 // Category 1, "trace": the firmware's own queues, endpoints, ticks and interrupts. Events have no names.
 #pragma once
 
-#include "profile/name_table.h"
+#include "profile/category.h"
 #include "profile/profile_decoder.h"
 
 namespace hub::profile::trace {
 
 extern const NameTable kComponents;
+
+extern const Category kCategory;
 
 }  // namespace hub::profile::trace
 

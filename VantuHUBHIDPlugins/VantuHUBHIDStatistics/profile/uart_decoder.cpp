@@ -33,8 +33,16 @@ static_assert(std::size(kEventRows) == 8);
 
 }  // namespace
 
-constinit const NameTable kComponents{kComponentRows};
-constinit const NameTable kEvents{kEventRows};
+constinit const NameTable kComponents = name_table<kComponentRows>;
+constinit const NameTable kEvents = name_table<kEventRows>;
+
+namespace {
+
+constexpr ComponentNames kEventsByComponent[] = {{kAny, &kEvents}};
+
+}  // namespace
+
+constinit const Category kCategory{6, &kComponents, kEventsByComponent, {}, {}};
 
 }  // namespace hub::profile::uart
 

@@ -3,13 +3,15 @@
 // One event table serves every component.
 #pragma once
 
-#include "profile/name_table.h"
+#include "profile/category.h"
 #include "profile/profile_decoder.h"
 
 namespace hub::profile::uart {
 
 extern const NameTable kComponents;
 extern const NameTable kEvents;
+
+extern const Category kCategory;
 
 }  // namespace hub::profile::uart
 

@@ -46,8 +46,8 @@ static_assert(fits(kWakeEventRows));
 
 }  // namespace
 
-constinit const NameTable kComponents{kComponentRows};
-constinit const NameTable kEvents{kEventRows};
+constinit const NameTable kComponents = name_table<kComponentRows>;
+constinit const NameTable kEvents = name_table<kEventRows>;
 
 constinit const Layout kRequest{"wake-request", kRequestRows};
 constinit const Layout kWakeEvent{"wake-event", kWakeEventRows};
@@ -66,7 +66,13 @@ constexpr LayoutChoice kLayoutChoiceRows[] = {
 
 }  // namespace
 
-constinit const std::span<const LayoutChoice> kLayoutChoices{kLayoutChoiceRows};
+namespace {
+
+constexpr ComponentNames kEventsByComponent[] = {{kAny, &kEvents}};
+
+}  // namespace
+
+constinit const Category kCategory{10, &kComponents, kEventsByComponent, {}, kLayoutChoiceRows};
 
 }  // namespace hub::profile::wake
 
@@ -79,5 +85,5 @@ std::string wake_decoder::event_name(unsigned int /*component*/, unsigned int ev
 }
 
 void wake_decoder::parse_datatype(std::stringstream& stream, const _HubProfileReport& report) {
-  print_rendering(*stream.rdbuf(), choose_layouts(wake::kLayoutChoices, report), payload_of(report));
+  print_rendering(*stream.rdbuf(), choose_layouts(wake::kCategory.layouts, report), payload_of(report));
 }

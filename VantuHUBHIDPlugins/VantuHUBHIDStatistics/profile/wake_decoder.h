@@ -2,10 +2,7 @@
 // Category 10, "wake": why, and on whose behalf, the co-processor woke the application processor.
 #pragma once
 
-#include <span>
-
-#include "profile/layout_choice.h"
-#include "profile/name_table.h"
+#include "profile/category.h"
 #include "profile/profile_decoder.h"
 
 namespace hub::profile::wake {
@@ -16,7 +13,7 @@ extern const NameTable kEvents;
 extern const Layout kRequest;
 extern const Layout kWakeEvent;
 
-extern const std::span<const LayoutChoice> kLayoutChoices;
+extern const Category kCategory;
 
 }  // namespace hub::profile::wake
 

@@ -118,11 +118,12 @@ TEST(JsonlKeys, are_plain_and_no_two_members_of_an_object_can_have_the_same) {
     std::set<std::string> keys;
     for (const profile::Field& field : layout->fields) {
       for (const std::string suffix : {"", "-name", "-bytes"}) {
-        EXPECT_TRUE(keys.insert(std::string(field.key) + suffix).second) << layout->name << "." << field.key << suffix;
+        EXPECT_TRUE(keys.insert(std::string(field.key) + suffix).second)
+            << layout->name << "." << field.key.view() << suffix;
       }
-      EXPECT_TRUE(std::all_of(field.key.begin(), field.key.end(), [](char letter) {
+      EXPECT_TRUE(std::all_of(field.key.view().begin(), field.key.view().end(), [](char letter) {
         return std::isalnum(letter) != 0 || letter == '-' || letter == '_';
-      })) << field.key;
+      })) << field.key.view();
     }
   }
 }

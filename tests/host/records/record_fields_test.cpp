@@ -119,7 +119,7 @@ TEST(RecordFields, a_key_has_one_type_in_all_layouts) {
   for (const profile::Layout* layout : profile::kLayouts) {
     for (const profile::Field& field : layout->fields) {
       const auto [known, is_new] = types.emplace(field.key, type_of(field));
-      EXPECT_TRUE(is_new || known->second == type_of(field)) << layout->name << "." << field.key;
+      EXPECT_TRUE(is_new || known->second == type_of(field)) << layout->name << "." << field.key.view();
     }
   }
 }
