@@ -1,88 +1,122 @@
 // SPDX-License-Identifier: Apache-2.0
-// How many records a second are decoded: by the decoder alone, with the string that callers get, and by hubprofile over
-// a file in memory. The mix has every category, type and layout. Heap allocations per record are counted beside the
-// rate.
+// The decoder between its yardsticks: records of three types as text by the limit, by the decoder and as a first
+// version would write it. All three must give the same text, or nothing is measured.
+//
+// decode_bench [--with-times] [BENCHMARK OPTION]...: --with-times measures the decoder alone, with the two times that
+// are not in a record; once a clock pair is published the process has it, so that this takes a process of its own.
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <iostream>
-#include <memory>
 #include <string>
+#include <string_view>
 
 #include "bench/allocation_count.h"
-#include "bench/mixed_records.h"
+#include "bench/limit_text.h"
+#include "bench/plain_text.h"
+#include "bench/three_types.h"
 #include "host/captures/clock_sources.h"
-#include "host/forms/text_format.h"
-#include "host/io/descriptor.h"
-#include "host/records/record_run.h"
 #include "profile/NEBLogDecoder.h"
-#include "profile/profile_exports.h"
 
 namespace {
 
-using hub::bench::mixed_records;
+using namespace hub::bench;
 
-void report_rates(benchmark::State& state, std::uint64_t allocations_before) {
-  const auto done = static_cast<double>(state.iterations()) * static_cast<double>(mixed_records().size());
-  state.counters["records"] = benchmark::Counter(done, benchmark::Counter::kIsRate);
-  state.counters["allocations_per_record"] =
-      static_cast<double>(hub::bench::allocation_count() - allocations_before) / done;
+// As many as stay in the cache with their text, so that it is not memory that is measured.
+constexpr std::size_t kRecords = 3000;
+
+const std::vector<_HubProfileReport>& records() {
+  static const std::vector<_HubProfileReport> instance = three_types(kRecords);
+  return instance;
 }
 
-void decoder_to_string(benchmark::State& state) {
-  const std::uint64_t before = hub::bench::allocation_count();
+// An iteration is all of the records.
+template <typename Work>
+void for_each_record(benchmark::State& state, const Work& work) {
+  const std::uint64_t allocations_before = allocation_count();
   while (state.KeepRunning()) {
-    for (const _HubProfileReport& record : mixed_records()) {
-      benchmark::DoNotOptimize(NEBLogDecoder::to_string(record));
+    for (const _HubProfileReport& record : records()) {
+      work(record);
     }
   }
-  report_rates(state, before);
+  const auto done = static_cast<double>(state.iterations()) * static_cast<double>(kRecords);
+  state.SetItemsProcessed(static_cast<std::int64_t>(done));
+  state.counters["allocations_per_record"] = static_cast<double>(allocation_count() - allocations_before) / done;
 }
 
-void copy_profile_description(benchmark::State& state) {
-  const std::uint64_t before = hub::bench::allocation_count();
-  while (state.KeepRunning()) {
-    for (const _HubProfileReport& record : mixed_records()) {
-      CFRelease(CopyProfileDescription(&record));
+void limit_text(benchmark::State& state) {
+  std::array<char, kLimitTextRoom> room;
+  for_each_record(state, [&](const _HubProfileReport& record) {
+    benchmark::DoNotOptimize(put_limit_text(room.data(), record));
+    benchmark::ClobberMemory();
+  });
+}
+
+void plain_text(benchmark::State& state) {
+  for_each_record(state,
+                  [](const _HubProfileReport& record) { benchmark::DoNotOptimize(hub::bench::plain_text(record)); });
+}
+
+void to_string(benchmark::State& state) {
+  for_each_record(state,
+                  [](const _HubProfileReport& record) { benchmark::DoNotOptimize(NEBLogDecoder::to_string(record)); });
+}
+
+std::string limit_string(const _HubProfileReport& record) {
+  std::array<char, kLimitTextRoom> room;
+  return {room.data(), put_limit_text(room.data(), record)};
+}
+
+// The records must be written alike. Says where they are not.
+bool is_the_same_text(std::string_view name, std::string (*text_of)(const _HubProfileReport&)) {
+  for (std::size_t index = 0; index < records().size(); ++index) {
+    const std::string expected = NEBLogDecoder::to_string(records()[index]);
+    const std::string text = text_of(records()[index]);
+    if (text != expected) {
+      const auto column =
+          std::mismatch(text.begin(), text.end(), expected.begin(), expected.end()).first - text.begin();
+      std::cerr << "decode_bench: record " << index << ", column " << column + 1 << ": " << name << " writes\n"
+                << text << "\nand the decoder\n"
+                << expected << '\n';
+      return false;
     }
   }
-  report_rates(state, before);
+  return true;
 }
 
-void hubprofile_over_a_file_in_memory(benchmark::State& state) {
-  const hub::host::Descriptor file(memfd_create("capture", 0));
-  hub::host::write_all(file.number(), {reinterpret_cast<const char*>(mixed_records().data()),
-                                       mixed_records().size() * sizeof(_HubProfileReport)});
-  hub::host::ProfileRunOptions options;
-  options.inputs.names = {"/proc/self/fd/" + std::to_string(file.number())};
-  options.output = "/dev/null";
-  hub::host::RecordOutputOptions records;
-  records.make_format = [] { return std::make_unique<hub::host::TextFormat>(); };
-  const std::uint64_t before = hub::bench::allocation_count();
-  while (state.KeepRunning()) {
-    if (hub::host::write_records(options, records, std::cerr) != 0) {
-      state.SkipWithError("hubprofile failed");
-    }
+BENCHMARK(limit_text);
+BENCHMARK(plain_text);
+BENCHMARK(to_string);
+
+// Takes the option out of the arguments.
+bool take_with_times(int& argc, char** argv) {
+  if (argc < 2 || std::string_view(argv[1]) != "--with-times") {
+    return false;
   }
-  report_rates(state, before);
+  std::rotate(argv + 1, argv + 2, argv + argc);
+  --argc;
+  return true;
 }
-
-// Without the two times, as the decoder itself is measured, and with them.
-void without_times(const benchmark::State&) { hub::host::publish_boot_time({std::nullopt}); }
-
-BENCHMARK(decoder_to_string)->Unit(benchmark::kMillisecond)->Setup(without_times);
-BENCHMARK(copy_profile_description)->Unit(benchmark::kMillisecond)->Setup(without_times);
-BENCHMARK(hubprofile_over_a_file_in_memory)->Unit(benchmark::kMillisecond)->Setup(without_times);
-
-void with_times(const benchmark::State&) {
-  static const bool published = (hub::host::publish_clock_pair({0, 1'772'612'100'000'000'000}), true);
-  hub::host::publish_boot_time({published ? 1'772'612'099'000'000U : 0U});
-}
-
-BENCHMARK(decoder_to_string)->Name("decoder_to_string_with_times")->Unit(benchmark::kMillisecond)->Setup(with_times);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  if (take_with_times(argc, argv)) {
+    hub::host::publish_clock_pair({0, 1'772'612'100'000'000'000});
+    hub::host::publish_boot_time({1'772'612'099'000'000});
+  } else {
+    hub::host::publish_boot_time({std::nullopt});
+    if (!is_the_same_text("the limit", limit_string) ||
+        !is_the_same_text("the plain version", hub::bench::plain_text)) {
+      return 1;
+    }
+  }
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+    return 2;
+  }
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}
