@@ -52,7 +52,9 @@ void write_function(_HubProfileReport& report, Random& random) {
 }
 
 void write_sensor_info(_HubProfileReport& report, Random& random) {
-  constexpr std::string_view kNames[] = {"accel", "gyro", "als", "compass", "", "temperature", "pressure-raw", "hall0"};
+  // None is empty: babeltrace2 shows an earlier text in place of an empty one.
+  constexpr std::string_view kNames[] = {"accel", "gyro",        "als",          "compass",
+                                         "hp",    "temperature", "pressure-raw", "hall0"};
   constexpr std::uint32_t kIntervals_us[] = {1'000, 10'000, 1'000'000};
   put_u32(report, 0, one_of(random, kIntervals_us));                  // report-interval
   put_u32(report, 4, one_of(random, kIntervals_us) * 5);              // batch-interval

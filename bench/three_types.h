@@ -16,7 +16,7 @@ inline constexpr unsigned kEvents = 11;
 
 // The same records in every run, and the first of a longer run: the types "event", "function" and "sensorinfo" in turn,
 // in the layouts that all categories share; every category, ids with and without a name, small and large numbers, and
-// names of sensors of every length. Time and sequence number grow as a busy co-processor's do.
+// names of sensors of two to twelve bytes. Time and sequence number grow as a busy co-processor's do.
 std::vector<_HubProfileReport> three_types(std::size_t count);
 
 }  // namespace hub::bench
