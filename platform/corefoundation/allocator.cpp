@@ -45,7 +45,6 @@ constexpr CFAllocatorContext kHeapContext{
     0, nullptr, nullptr, nullptr, nullptr, allocate_from_heap, reallocate_in_heap, free_to_heap, nullptr};
 constexpr CFAllocatorContext kNullContext{};
 
-constinit const __CFAllocator heap_allocator{kAllocatorClass, nullptr, kConstantObject, kHeapContext};
 constinit const __CFAllocator null_allocator{kAllocatorClass, nullptr, kConstantObject, kNullContext};
 
 const CFAllocatorContext& context_of(CFAllocatorRef allocator, const char* function) {
@@ -56,6 +55,9 @@ const CFAllocatorContext& context_of(CFAllocatorRef allocator, const char* funct
 }
 
 }  // namespace
+
+constinit const __CFAllocator heap_allocator{kAllocatorClass, nullptr, kConstantObject, kHeapContext};
+
 }  // namespace hub::platform
 
 using namespace hub::platform;

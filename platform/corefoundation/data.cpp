@@ -24,8 +24,6 @@ struct __CFData : hub::platform::Object {
 namespace hub::platform {
 namespace {
 
-void destroy_data(Object& object) noexcept { std::destroy_at(&static_cast<__CFData&>(object)); }
-
 bool data_equal(const Object& first, const Object& second) {
   return static_cast<const __CFData&>(first).view() == static_cast<const __CFData&>(second).view();
 }
@@ -34,7 +32,7 @@ CFHashCode hash_of_data(const Object& object) {
   return std::hash<std::string_view>{}(static_cast<const __CFData&>(object).view());
 }
 
-constexpr ObjectClass kDataClass{kDataTypeId, destroy_data, data_equal, hash_of_data};
+constexpr ObjectClass kDataClass{kDataTypeId, nullptr, data_equal, hash_of_data};
 
 const __CFData& data_of(CFDataRef data, const char* function) {
   return static_cast<const __CFData&>(object_of(data, kDataClass, function));

@@ -2,43 +2,15 @@
 #include "CoreFoundation/CFDictionary.h"
 
 #include <algorithm>
-#include <functional>
-#include <unordered_map>
-#include <vector>
+#include <new>
+#include <utility>
 
 #include "corefoundation/contents.h"
 #include "corefoundation/misuse.h"
 #include "corefoundation/object.h"
+#include "corefoundation/pair_table.h"
 #include "failures/failures.h"
 
-namespace hub::platform {
-namespace {
-
-struct KeyHash {
-  CFDictionaryKeyCallBacks callbacks;
-  std::size_t operator()(const void* key) const {
-    return callbacks.hash != nullptr ? callbacks.hash(key) : std::hash<const void*>{}(key);
-  }
-};
-
-struct KeyEqual {
-  CFDictionaryKeyCallBacks callbacks;
-  bool operator()(const void* first, const void* second) const {
-    return first == second || (callbacks.equal != nullptr && callbacks.equal(first, second));
-  }
-};
-
-using Pair = KeyAndValue;
-using Pairs = std::vector<Pair, StandardAllocator<Pair>>;
-using Positions = std::unordered_map<const void*, std::size_t, KeyHash, KeyEqual,
-                                     StandardAllocator<std::pair<const void* const, std::size_t>>>;
-
-constexpr std::size_t kFirstCapacity = 4;
-
-}  // namespace
-}  // namespace hub::platform
-
-// `pairs` keeps the order in which keys were set; `positions` finds a key's place in it.
 struct __CFDictionary : hub::platform::Object {
   __CFDictionary(CFAllocatorRef owner, bool is_mutable, const CFDictionaryKeyCallBacks& its_key_callbacks,
                  const CFDictionaryValueCallBacks& its_value_callbacks);
@@ -46,7 +18,7 @@ struct __CFDictionary : hub::platform::Object {
   __CFDictionary(const __CFDictionary&) = delete;
   __CFDictionary& operator=(const __CFDictionary&) = delete;
 
-  [[nodiscard]] const hub::platform::Pair* find(const void* key) const;
+  [[nodiscard]] const hub::platform::KeyAndValue* find(const void* key) const;
   void add(const void* key, const void* value);
   void set(const void* key, const void* value);
   void remove(const void* key);
@@ -55,10 +27,13 @@ struct __CFDictionary : hub::platform::Object {
   bool can_change;
   CFDictionaryKeyCallBacks key_callbacks;
   CFDictionaryValueCallBacks value_callbacks;
-  hub::platform::Pairs pairs;
-  hub::platform::Positions positions;
+  hub::platform::PairTable pairs;
 
  private:
+  [[nodiscard]] std::uint32_t hash_of(const void* key) const;
+  [[nodiscard]] std::size_t position_of(const void* key, std::uint32_t hash) const;
+  void append(const void* key, const void* value, std::uint32_t hash);
+
   const void* retained_key(const void* key) const {
     return key_callbacks.retain != nullptr ? key_callbacks.retain(allocator, key) : key;
   }
@@ -95,8 +70,8 @@ bool dictionaries_equal(const Object& first, const Object& second) {
   const auto& left = static_cast<const __CFDictionary&>(first);
   const auto& right = static_cast<const __CFDictionary&>(second);
   return compare_alike(left, right) && left.pairs.size() == right.pairs.size() &&
-         std::all_of(left.pairs.begin(), left.pairs.end(), [&](const Pair& pair) {
-           const Pair* other = right.find(pair.key);
+         std::ranges::all_of(left.pairs.pairs(), [&](const KeyAndValue& pair) {
+           const KeyAndValue* other = right.find(pair.key);
            return other != nullptr && same_value(left, pair.value, other->value);
          });
 }
@@ -131,7 +106,7 @@ __CFDictionary* create_dictionary(CFAllocatorRef allocator, bool can_change,
 }  // namespace
 
 std::span<const KeyAndValue> contents_of_dictionary(const Object& dictionary) {
-  return static_cast<const __CFDictionary&>(dictionary).pairs;
+  return static_cast<const __CFDictionary&>(dictionary).pairs.pairs();
 }
 
 }  // namespace hub::platform
@@ -144,60 +119,63 @@ __CFDictionary::__CFDictionary(CFAllocatorRef owner, bool is_mutable, const CFDi
       can_change(is_mutable),
       key_callbacks(its_key_callbacks),
       value_callbacks(its_value_callbacks),
-      pairs(StandardAllocator<Pair>(owner)),
-      positions(0, KeyHash{its_key_callbacks}, KeyEqual{its_key_callbacks}, Positions::allocator_type(owner)) {}
+      pairs(owner) {}
 
-const Pair* __CFDictionary::find(const void* key) const {
-  const auto found = positions.find(key);
-  return found != positions.end() ? &pairs[found->second] : nullptr;
+// Neighbouring numbers and addresses spread over the whole table.
+std::uint32_t __CFDictionary::hash_of(const void* key) const {
+  constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;
+  const std::uint64_t hash =
+      key_callbacks.hash != nullptr ? key_callbacks.hash(key) : reinterpret_cast<std::uintptr_t>(key);
+  return static_cast<std::uint32_t>(hash * kSpread >> 32U);
+}
+
+std::size_t __CFDictionary::position_of(const void* key, std::uint32_t hash) const {
+  return pairs.find(hash, [this, key](const void* other) {
+    return other == key || (key_callbacks.equal != nullptr && key_callbacks.equal(other, key));
+  });
+}
+
+const KeyAndValue* __CFDictionary::find(const void* key) const {
+  const std::size_t position = position_of(key, hash_of(key));
+  return position != PairTable::kNowhere ? &pairs[position] : nullptr;
+}
+
+void __CFDictionary::append(const void* key, const void* value, std::uint32_t hash) {
+  pairs.make_room();  // all that can fail comes before anything is retained
+  pairs.append({retained_key(key), retained_value(value)}, hash);  // a key that was kept as another has the same hash
 }
 
 void __CFDictionary::add(const void* key, const void* value) {
-  if (find(key) != nullptr) {
-    return;
+  const std::uint32_t hash = hash_of(key);
+  if (position_of(key, hash) == PairTable::kNowhere) {
+    append(key, value, hash);
   }
-  if (pairs.size() == pairs.capacity()) {  // all that can fail comes before anything is retained
-    pairs.reserve(std::max<std::size_t>(kFirstCapacity, pairs.size() * 2));
-  }
-  const auto place = positions.emplace(key, pairs.size()).first;
-  const void* kept_key = retained_key(key);
-  if (kept_key != key) {  // a callback may keep another pointer of the same hash and equality
-    auto node = positions.extract(place);
-    node.key() = kept_key;
-    positions.insert(std::move(node));
-  }
-  pairs.push_back({kept_key, retained_value(value)});
 }
 
 void __CFDictionary::set(const void* key, const void* value) {
-  const auto found = positions.find(key);
-  if (found == positions.end()) {
-    add(key, value);
+  const std::uint32_t hash = hash_of(key);
+  const std::size_t position = position_of(key, hash);
+  if (position == PairTable::kNowhere) {
+    append(key, value, hash);
     return;
   }
   const void* kept_value = retained_value(value);
-  release_value(std::exchange(pairs[found->second].value, kept_value));
+  release_value(std::exchange(pairs[position].value, kept_value));
 }
 
 void __CFDictionary::remove(const void* key) {
-  const auto found = positions.find(key);
-  if (found == positions.end()) {
+  const std::size_t position = position_of(key, hash_of(key));
+  if (position == PairTable::kNowhere) {
     return;
   }
-  const std::size_t position = found->second;
-  const Pair removed = pairs[position];
-  positions.erase(found);
-  pairs.erase(pairs.begin() + static_cast<std::ptrdiff_t>(position));
-  for (auto& [later_key, later_position] : positions) {
-    later_position -= later_position > position ? 1 : 0;
-  }
+  const KeyAndValue removed = pairs[position];
+  pairs.remove(position);
   release_key(removed.key);
   release_value(removed.value);
 }
 
 void __CFDictionary::remove_all() {
-  positions.clear();
-  for (const Pair& pair : pairs) {
+  for (const KeyAndValue& pair : pairs.pairs()) {
     release_key(pair.key);
     release_value(pair.value);
   }
@@ -249,12 +227,12 @@ Boolean CFDictionaryContainsKey(CFDictionaryRef dictionary, const void* key) {
 }
 
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key) {
-  const Pair* pair = dictionary_of(dictionary, "CFDictionaryGetValue").find(key);
+  const KeyAndValue* pair = dictionary_of(dictionary, "CFDictionaryGetValue").find(key);
   return pair != nullptr ? pair->value : nullptr;
 }
 
 Boolean CFDictionaryGetValueIfPresent(CFDictionaryRef dictionary, const void* key, const void** value) {
-  const Pair* pair = dictionary_of(dictionary, "CFDictionaryGetValueIfPresent").find(key);
+  const KeyAndValue* pair = dictionary_of(dictionary, "CFDictionaryGetValueIfPresent").find(key);
   if (pair != nullptr && value != nullptr) {
     *value = pair->value;
   }
@@ -263,7 +241,7 @@ Boolean CFDictionaryGetValueIfPresent(CFDictionaryRef dictionary, const void* ke
 
 void CFDictionaryGetKeysAndValues(CFDictionaryRef dictionary, const void** keys, const void** values) {
   std::size_t index = 0;
-  for (const Pair& pair : dictionary_of(dictionary, "CFDictionaryGetKeysAndValues").pairs) {
+  for (const KeyAndValue& pair : dictionary_of(dictionary, "CFDictionaryGetKeysAndValues").pairs.pairs()) {
     if (keys != nullptr) {
       keys[index] = pair.key;
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "CoreFoundation/CFNumber.h"
 
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -11,12 +12,6 @@
 #include "failures/failures.h"
 
 namespace {
-
-// Every type a caller may name, and the fixed-width one that it stands for on this machine.
-struct NumberType {
-  CFNumberType type;
-  CFNumberType fixed_type;
-};
 
 constexpr CFNumberType fixed_integer(std::size_t width_bytes) {
   switch (width_bytes) {
@@ -31,32 +26,31 @@ constexpr CFNumberType fixed_integer(std::size_t width_bytes) {
   }
 }
 
-constexpr NumberType kTypes[] = {
-    {kCFNumberSInt8Type, kCFNumberSInt8Type},
-    {kCFNumberSInt16Type, kCFNumberSInt16Type},
-    {kCFNumberSInt32Type, kCFNumberSInt32Type},
-    {kCFNumberSInt64Type, kCFNumberSInt64Type},
-    {kCFNumberFloat32Type, kCFNumberFloat32Type},
-    {kCFNumberFloat64Type, kCFNumberFloat64Type},
-    {kCFNumberCharType, fixed_integer(sizeof(char))},
-    {kCFNumberShortType, fixed_integer(sizeof(short))},
-    {kCFNumberIntType, fixed_integer(sizeof(int))},
-    {kCFNumberLongType, fixed_integer(sizeof(long))},
-    {kCFNumberLongLongType, fixed_integer(sizeof(long long))},
-    {kCFNumberFloatType, kCFNumberFloat32Type},
-    {kCFNumberDoubleType, kCFNumberFloat64Type},
-    {kCFNumberCFIndexType, fixed_integer(sizeof(CFIndex))},
-};
-
 constexpr CFNumberType kNoType = 0;
 
+// For every type a caller may name, the fixed-width one that it stands for on this machine.
+constexpr auto kFixedTypes = [] {
+  std::array<CFNumberType, kCFNumberCFIndexType + 1> types{};
+  types[kCFNumberSInt8Type] = kCFNumberSInt8Type;
+  types[kCFNumberSInt16Type] = kCFNumberSInt16Type;
+  types[kCFNumberSInt32Type] = kCFNumberSInt32Type;
+  types[kCFNumberSInt64Type] = kCFNumberSInt64Type;
+  types[kCFNumberFloat32Type] = kCFNumberFloat32Type;
+  types[kCFNumberFloat64Type] = kCFNumberFloat64Type;
+  types[kCFNumberCharType] = fixed_integer(sizeof(char));
+  types[kCFNumberShortType] = fixed_integer(sizeof(short));
+  types[kCFNumberIntType] = fixed_integer(sizeof(int));
+  types[kCFNumberLongType] = fixed_integer(sizeof(long));
+  types[kCFNumberLongLongType] = fixed_integer(sizeof(long long));
+  types[kCFNumberFloatType] = kCFNumberFloat32Type;
+  types[kCFNumberDoubleType] = kCFNumberFloat64Type;
+  types[kCFNumberCFIndexType] = fixed_integer(sizeof(CFIndex));
+  return types;
+}();
+
 CFNumberType fixed_type_of(CFNumberType type) {
-  for (const NumberType& row : kTypes) {
-    if (row.type == type) {
-      return row.fixed_type;
-    }
-  }
-  return kNoType;
+  const auto place = static_cast<std::size_t>(type);  // of a negative one, beyond the table
+  return place < kFixedTypes.size() ? kFixedTypes[place] : kNoType;
 }
 
 template <typename T>
@@ -128,9 +122,7 @@ CFHashCode hash_of_number(const Object& object) {
   return std::hash<std::int64_t>{}(number.is_real() ? nearest_integer(number.real) : number.integer);
 }
 
-void destroy_number(Object& object) noexcept { std::destroy_at(&static_cast<__CFNumber&>(object)); }
-
-constexpr ObjectClass kNumberClass{kNumberTypeId, destroy_number, numbers_equal, hash_of_number};
+constexpr ObjectClass kNumberClass{kNumberTypeId, nullptr, numbers_equal, hash_of_number};
 
 const __CFNumber& number_of(CFNumberRef number, const char* function) {
   return static_cast<const __CFNumber&>(object_of(number, kNumberClass, function));

@@ -21,25 +21,32 @@ struct __CFString : hub::platform::Object {
   [[nodiscard]] const char* bytes() const { return reinterpret_cast<const char*>(this + 1); }
   [[nodiscard]] std::string_view view() const { return {bytes(), length_bytes}; }
 
+  // Computed once: keys are asked for theirs at each look-up. Two threads that do so at once find the same.
+  [[nodiscard]] CFHashCode hash() const {
+    CFHashCode known = known_hash.load(std::memory_order_relaxed);
+    if (known == 0) {
+      known = std::hash<std::string_view>{}(view());
+      known_hash.store(known, std::memory_order_relaxed);
+    }
+    return known;
+  }
+
   std::size_t length_bytes;
   std::size_t utf16_length;
+  mutable std::atomic<CFHashCode> known_hash = 0;  // 0: not computed yet
   bool ascii;
 };
 
 namespace hub::platform {
 namespace {
 
-void destroy_string(Object& object) noexcept { std::destroy_at(&static_cast<__CFString&>(object)); }
-
 bool strings_equal(const Object& first, const Object& second) {
   return static_cast<const __CFString&>(first).view() == static_cast<const __CFString&>(second).view();
 }
 
-CFHashCode hash_of_string(const Object& object) {
-  return std::hash<std::string_view>{}(static_cast<const __CFString&>(object).view());
-}
+CFHashCode hash_of_string(const Object& object) { return static_cast<const __CFString&>(object).hash(); }
 
-constexpr ObjectClass kStringClass{kStringTypeId, destroy_string, strings_equal, hash_of_string};
+constexpr ObjectClass kStringClass{kStringTypeId, nullptr, strings_equal, hash_of_string};
 
 const __CFString& string_of(CFStringRef string, const char* function) {
   return static_cast<const __CFString&>(object_of(string, kStringClass, function));
@@ -154,8 +161,7 @@ CFStringRef __CFStringMakeConstantString(const char* text) {
   if (string == nullptr) {
     misuse("CFSTR", "the literal is not UTF-8, or there is no memory for it");
   }
-  string->references.store(kConstantObject, std::memory_order_relaxed);
-  count_objects(kStringTypeId, -1);  // counts tell what somebody has still to release
+  make_constant(*string);
   strings.emplace(text, string);
   return string;
 }

@@ -28,14 +28,26 @@ constexpr Shape kShapes[] = {
 
 std::uint8_t byte_at(std::string_view text, std::size_t index) { return static_cast<std::uint8_t>(text[index]); }
 
-// How many of the leading bytes are ASCII.
+constexpr std::uint64_t kHighBits = 0x8080808080808080;
+
+std::uint64_t eight_at(std::string_view text, std::size_t index) {
+  std::uint64_t eight;
+  std::memcpy(&eight, text.data() + index, sizeof eight);
+  return eight;
+}
+
+// How many of the leading bytes are ASCII. Decoded lines are hundreds of bytes, all ASCII: they go by 32 bytes a step.
 std::size_t ascii_prefix(std::string_view text) {
   std::size_t length = 0;
-  for (std::uint64_t eight = 0; text.size() - length >= sizeof eight; length += sizeof eight) {
-    std::memcpy(&eight, text.data() + length, sizeof eight);
-    if ((eight & 0x8080808080808080U) != 0) {
+  for (; text.size() - length >= 32; length += 32) {
+    const std::uint64_t all =
+        eight_at(text, length) | eight_at(text, length + 8) | eight_at(text, length + 16) | eight_at(text, length + 24);
+    if ((all & kHighBits) != 0) {
       break;
     }
+  }
+  while (text.size() - length >= 8 && (eight_at(text, length) & kHighBits) == 0) {
+    length += 8;
   }
   while (length < text.size() && byte_at(text, length) < 0x80) {
     ++length;

@@ -27,8 +27,6 @@ struct __CFUUID : hub::platform::Object {
 namespace hub::platform {
 namespace {
 
-void destroy_uuid(Object& object) noexcept { std::destroy_at(&static_cast<__CFUUID&>(object)); }
-
 bool uuids_equal(const Object& first, const Object& second) {
   return static_cast<const __CFUUID&>(first).view() == static_cast<const __CFUUID&>(second).view();
 }
@@ -37,7 +35,7 @@ CFHashCode hash_of_uuid(const Object& object) {
   return std::hash<std::string_view>{}(static_cast<const __CFUUID&>(object).view());
 }
 
-constexpr ObjectClass kUuidClass{kUuidTypeId, destroy_uuid, uuids_equal, hash_of_uuid};
+constexpr ObjectClass kUuidClass{kUuidTypeId, nullptr, uuids_equal, hash_of_uuid};
 
 const __CFUUID& uuid_of(CFUUIDRef identifier, const char* function) {
   return static_cast<const __CFUUID&>(object_of(identifier, kUuidClass, function));
@@ -55,8 +53,7 @@ CFUUIDRef constant_uuid(const CFUUIDBytes& bytes) {
     if (made == nullptr) {
       misuse("CFUUIDGetConstantUUIDWithBytes", "there is no memory for a constant");
     }
-    made->references.store(kConstantObject, std::memory_order_relaxed);
-    count_objects(kUuidTypeId, -1);  // counts tell what somebody has still to release
+    make_constant(*made);
     identifier = made;
   }
   return identifier;

@@ -55,6 +55,7 @@ class DictionaryOwnership : public PlatformTest {
     LimitedAllocator allocator;
     const auto integers = of_integers(allocator);
     std::vector<int> keys(200);
+    int times_without_room = 0;
     for (std::size_t index = 0; index < keys.size(); ++index) {
       int& key = keys[index];
       key = static_cast<int>(index);
@@ -67,9 +68,10 @@ class DictionaryOwnership : public PlatformTest {
         EXPECT_EQ(kept[&one], key);
         allocator.allow(++failures);
       }
-      EXPECT_GT(failures, key == 0 ? 1 : 0) << "a place for each key, and room at first";
+      times_without_room += failures > 0 ? 1 : 0;
       EXPECT_EQ(CFDictionaryGetValue(integers, &key), &one) << key;
     }
+    EXPECT_GE(times_without_room, 4) << "at first, and on the way to 200";
   }
 
   int one = 1;
@@ -179,7 +181,7 @@ TEST_F(DictionaryOwnership, without_memory_is_not_created_and_keeps_nothing) {
     ++allowed;
   }
   EXPECT_TRUE(create());
-  EXPECT_GE(allowed, 6) << "itself, the order, the table and three places in it";
+  EXPECT_GE(allowed, 2) << "itself and room for the pairs";
 }
 
 TEST_F(DictionaryOwnership, mutable_one_is_not_created_without_memory) { EXPECT_FALSE(dictionary(kCFAllocatorNull)); }
@@ -209,7 +211,7 @@ TEST_F(DictionaryOwnership, takes_all_its_memory_from_its_allocator) {
   LimitedAllocator allocator;
   auto integers = of_integers(allocator);
   CFDictionarySetValue(integers, &one, &two);
-  EXPECT_GE(allocator.blocks(), 4) << "itself, the order, the table and a place in it";
+  EXPECT_EQ(allocator.blocks(), 2) << "itself and room for the pairs";
   integers.give_back();
   EXPECT_EQ(allocator.blocks(), 0);
 }

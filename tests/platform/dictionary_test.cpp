@@ -137,6 +137,31 @@ TEST_F(Dictionary, grows_beyond_any_capacity_it_was_given) {
   }
 }
 
+TEST_F(Dictionary, of_many_keys_finds_the_others_when_some_are_removed) {
+  const auto numbers = dictionary();
+  for (std::int64_t key = 0; key < 300; ++key) {
+    CFDictionarySetValue(numbers, number(key), number(-key));
+  }
+  for (std::int64_t key = 0; key < 300; key += 3) {
+    CFDictionaryRemoveValue(numbers, number(key));
+  }
+  for (std::int64_t key = 0; key < 300; ++key) {
+    EXPECT_EQ(CFDictionaryContainsKey(numbers, number(key)), key % 3 != 0) << key;
+  }
+  EXPECT_TRUE(CFEqual(CFDictionaryGetValue(numbers, number(299)), number(-299)));
+}
+
+TEST_F(Dictionary, emptied_of_many_keys_finds_none_of_them) {
+  const auto numbers = dictionary();
+  for (std::int64_t key = 0; key < 100; ++key) {
+    CFDictionarySetValue(numbers, number(key), number(key));
+  }
+  CFDictionaryRemoveAllValues(numbers);
+  EXPECT_FALSE(CFDictionaryContainsKey(numbers, number(1)));
+  CFDictionarySetValue(numbers, number(1), number(7));
+  EXPECT_TRUE(CFEqual(CFDictionaryGetValue(numbers, number(1)), number(7)));
+}
+
 TEST_F(Dictionary, equals_one_of_the_same_pairs_in_any_order) {
   const auto first = of_texts({{"a", "1"}, {"b", "2"}});
   const auto second = of_texts({{"b", "2"}, {"a", "1"}});

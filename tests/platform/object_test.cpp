@@ -89,6 +89,17 @@ TEST_F(Object, is_counted_as_live_from_creation_to_the_last_release) {
   EXPECT_EQ(platform::live_objects(CFNumberGetTypeID()), 1);
 }
 
+TEST_F(Object, is_counted_whichever_threads_create_and_free_it) {
+  std::vector<CFTypeRef> created(4);
+  in_threads(4, [&](std::size_t index) { created[index] = CFRetain(number(6)); });
+  EXPECT_EQ(platform::live_objects(CFNumberGetTypeID()), 1 + 4);
+  in_threads(2, [&](std::size_t index) { CFRelease(created[index]); });
+  EXPECT_EQ(platform::live_objects(CFNumberGetTypeID()), 1 + 2);
+  CFRelease(created[2]);
+  CFRelease(created[3]);
+  EXPECT_EQ(platform::live_objects(CFNumberGetTypeID()), 1);
+}
+
 TEST_F(Object, of_an_unknown_type_none_is_live) {
   EXPECT_EQ(platform::live_objects(0), 0);
   EXPECT_EQ(platform::live_objects(~CFTypeID{0}), 0);

@@ -241,5 +241,14 @@ TEST_F(Utf8, decides_like_bit_arithmetic_on_four_bytes_at_the_limits) {
   }
 }
 
+TEST_F(Utf8, one_bad_byte_is_found_wherever_it_stands_in_a_long_text) {
+  for (std::size_t at = 0; at < 100; ++at) {
+    std::string text(100, 'x');
+    EXPECT_TRUE(accepted(text));
+    text[at] = '\x80';
+    EXPECT_FALSE(accepted(text)) << at;
+  }
+}
+
 }  // namespace
 }  // namespace hub::test
