@@ -207,7 +207,7 @@ TEST_F(Utf8, counts_each_of_many_characters_in_a_row) {
 }
 
 TEST_F(Utf8, takes_ascii_of_every_length_and_finds_one_bad_byte_anywhere) {
-  for (std::size_t length_bytes = 0; length_bytes <= 40; ++length_bytes) {
+  for (std::size_t length_bytes = 0; length_bytes <= 100; ++length_bytes) {
     const std::string good(length_bytes, 'a');
     EXPECT_EQ(units(good), static_cast<CFIndex>(length_bytes));
     for (std::size_t position = 0; position < length_bytes; ++position) {
@@ -238,15 +238,6 @@ TEST_F(Utf8, decides_like_bit_arithmetic_on_four_bytes_at_the_limits) {
         }
       }
     }
-  }
-}
-
-TEST_F(Utf8, one_bad_byte_is_found_wherever_it_stands_in_a_long_text) {
-  for (std::size_t at = 0; at < 100; ++at) {
-    std::string text(100, 'x');
-    EXPECT_TRUE(accepted(text));
-    text[at] = '\x80';
-    EXPECT_FALSE(accepted(text)) << at;
   }
 }
 
