@@ -1,85 +1,51 @@
 // SPDX-License-Identifier: Apache-2.0
-// Snapshots per second: one handler of each kind on the example device, and a whole capture of it. For comparison, in
-// the same run: decoding the 32 reports of a raw-debug snapshot, and nothing else.
+// What snapshots cost: one handler of each kind on the example device; a sensor's snapshot of values at hand, by the
+// plug-in and by another property-list library; and a whole capture beside the sum of its decodes and serialisations.
+//
+// --write-snapshot=FILE writes the sensor's property list and runs nothing.
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <cstdint>
-#include <cstring>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+#include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
-#include "host/device/device_file.h"
-#include "host/device/modelled_registry.h"
-#include "host/device/observations.h"
-#include "host/session/plugin_loader.h"
+#include "CoreFoundation/CoreFoundation.h"
+#include "bench/captured_device.h"
+#include "bench/sensor_snapshot.h"
 #include "profile/profile_exports.h"
+#include "propertylist/property_list_reader.h"
 #include "state/state_host.h"
+#include "tests/support/property_list_objects.h"
 
 namespace {
 
-using namespace hub::host;
+using namespace hub::bench;
+using hub::platform::OwnedStateData;
 
-constexpr std::size_t kReportsPerRead = 32;
-constexpr std::size_t kBytesPerRead = kReportsPerRead * sizeof(_HubProfileReport);
-
-// The handlers of the example device: the button's two, then the raw-debug handlers (firmware, driver, errors), then
-// those of the sensors, of which the accelerometer is the first.
-constexpr std::size_t kSSHBStatistics = 0;
-constexpr std::size_t kSSHBAssets = 1;
-constexpr std::size_t kFirmwareReports = 2;
-constexpr std::size_t kSensorInfo = 2 + 48 + 8 + 48;
-
-// The example device, with profile buffers that are never empty: each read gives 32 of the firmware's reports.
-Device device_with_full_buffers() {
-  Device device = read_device_file(HUB_EXAMPLE_DEVICE);
-  Bytes reports;
-  for (Node& node : device.registry) {
-    if (node.name == "NEB_profile") {
-      ReplyPlan& plan = node.user_client->properties.at(209);
-      reports = std::get<Drain>(plan).bytes;
-      reports.resize(kBytesPerRead);
-      plan = Answer{0, reports};
-    }
-    if (node.name == "VantuHUBProfileDriver") {
-      for (auto& [method, plan] : node.user_client->methods) {
-        plan = Answer{0, reports};
-      }
-    }
-  }
-  return device;
+Bytes property_list_of(const os_state_data_s& record) {
+  const auto* data = reinterpret_cast<const std::byte*>(record.data);
+  return {data, data + record.data_size_bytes};
 }
 
-// That device with the plug-in on it. The plug-in is not scheduled, so that handlers run on the benchmark's thread.
-class CapturedDevice {
- public:
-  CapturedDevice() : registry_(device_with_full_buffers(), observations_), plugin_(HUB_PLUGIN) {
-    plugin_.open();
-    for (const ModelledService& service : registry_.services()) {
-      plugin_.register_service(service.service.get());
-    }
+// Throws when another handler stands there.
+OwnedStateData snapshot_of(std::size_t handler, std::string_view title) {
+  OwnedStateData record = hub::platform::ask_state_handler(handler, OS_STATE_API_REQUEST);
+  if (record == nullptr || !std::string_view(record->title).starts_with(title)) {
+    throw std::runtime_error("no handler of \"" + std::string(title) + "\" stands at " + std::to_string(handler));
   }
-  CapturedDevice(const CapturedDevice&) = delete;
-  CapturedDevice& operator=(const CapturedDevice&) = delete;
-  ~CapturedDevice() { hub::platform::clear_state_handlers(); }
-
- private:
-  Observations observations_;
-  ModelledRegistry registry_;
-  LoadedPlugIn plugin_;
-};
+  return record;
+}
 
 void one_snapshot(benchmark::State& state, std::size_t handler, std::string_view title) {
   const CapturedDevice device;
   for (auto _ : state) {
-    const auto record = hub::platform::ask_state_handler(handler, OS_STATE_API_REQUEST);
-    if (record == nullptr || !std::string_view(record->title).starts_with(title)) {
-      state.SkipWithError("another handler stands there");
-      break;
-    }
+    benchmark::DoNotOptimize(snapshot_of(handler, title));
   }
-  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()));
 }
 BENCHMARK_CAPTURE(one_snapshot, button_statistics, kSSHBStatistics, "SSHB Statistics");
 BENCHMARK_CAPTURE(one_snapshot, button_assets, kSSHBAssets, "SSHB assets");
@@ -87,32 +53,128 @@ BENCHMARK_CAPTURE(one_snapshot, sensor_info, kSensorInfo, "SensorInfo");
 BENCHMARK_CAPTURE(one_snapshot, raw_debug_of_32_reports, kFirmwareReports, "NEB Profile 0 ;count=32 ;type=fw");
 
 void decoding_32_reports(benchmark::State& state) {
-  Device device = device_with_full_buffers();
-  const auto profile = std::find_if(device.registry.begin(), device.registry.end(),
-                                    [](const Node& node) { return node.name == "NEB_profile"; });
-  std::vector<_HubProfileReport> reports(kReportsPerRead);
-  std::memcpy(reports.data(), std::get<Answer>(profile->user_client->properties.at(209)).bytes.data(), kBytesPerRead);
-  const CapturedDevice registered;  // with its time-sync service
+  const CapturedDevice device;  // with its time-sync service
   for (auto _ : state) {
-    for (const _HubProfileReport& report : reports) {
+    for (const _HubProfileReport& report : CapturedDevice::reports()) {
       CFRelease(CopyProfileDescription(&report));
     }
   }
-  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()));
 }
 BENCHMARK(decoding_32_reports);
 
+Bytes example_sensor_snapshot() {
+  const CapturedDevice device;
+  return property_list_of(*snapshot_of(kSensorInfo, "SensorInfo"));
+}
+
+using MakeSnapshot = std::size_t (*)(const std::vector<SnapshotEntry>& entries, Bytes* bytes);
+
+// The same values as the example's handler gives, in whatever order a library writes them.
+void expect_contents(MakeSnapshot make, const std::vector<SnapshotEntry>& entries, const Bytes& expected) {
+  Bytes made;
+  make(entries, &made);
+  const auto made_objects = hub::test::objects_of(hub::platform::read_property_list(made));
+  const auto expected_objects = hub::test::objects_of(hub::platform::read_property_list(expected));
+  if (!CFEqual(made_objects.get(), expected_objects.get())) {
+    throw std::runtime_error("the made snapshot is not the sensor's");
+  }
+}
+
+void snapshot_of_values_at_hand(benchmark::State& state, MakeSnapshot make) {
+  const Bytes expected = example_sensor_snapshot();
+  const std::vector<SnapshotEntry> entries = entries_of(expected);
+  expect_contents(make, entries, expected);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(make(entries, nullptr));
+  }
+  state.counters["entries"] = static_cast<double>(entries.size());
+}
+BENCHMARK_CAPTURE(snapshot_of_values_at_hand, ours, make_snapshot)->Name("sensor_snapshot");
+BENCHMARK_CAPTURE(snapshot_of_values_at_hand, libplist, make_snapshot_by_libplist)->Name("sensor_snapshot_by_libplist");
+
 void whole_capture(benchmark::State& state) {
   const CapturedDevice device;
-  std::size_t snapshots = 0;
   for (auto _ : state) {
     hub::platform::capture_state(OS_STATE_API_REQUEST,
-                                 [&](std::size_t, const hub::platform::OwnedStateData&) { ++snapshots; });
+                                 [&](std::size_t, OwnedStateData record) { benchmark::DoNotOptimize(record.get()); });
   }
-  state.SetItemsProcessed(static_cast<std::int64_t>(snapshots));
 }
 BENCHMARK(whole_capture)->Unit(benchmark::kMillisecond);
 
+// One snapshot of a capture, ready to be serialised, and how many decoded reports it holds.
+struct CapturedSnapshot {
+  hub::platform::Owned<CFTypeRef> contents;
+  std::size_t decoded_reports;
+};
+
+void serialise(CFTypeRef contents, Bytes* bytes = nullptr) {
+  const hub::platform::Owned data(
+      CFPropertyListCreateData(kCFAllocatorDefault, contents, kCFPropertyListBinaryFormat_v1_0, 0, nullptr));
+  if (bytes != nullptr) {
+    const auto* begin = reinterpret_cast<const std::byte*>(CFDataGetBytePtr(data.get()));
+    bytes->assign(begin, begin + CFDataGetLength(data.get()));
+  }
+}
+
+// Raw debug data is an array of lines, everything else a dictionary. Throws when a snapshot would be written as others
+// bytes than the capture's.
+std::vector<CapturedSnapshot> capture() {
+  std::vector<CapturedSnapshot> snapshots;
+  hub::platform::capture_state(OS_STATE_API_REQUEST, [&](std::size_t, OwnedStateData record) {
+    const Bytes captured = property_list_of(*record);
+    auto contents = hub::test::objects_of(hub::platform::read_property_list(captured));
+    Bytes again;
+    serialise(contents.get(), &again);
+    if (again != captured) {
+      throw std::runtime_error(std::string(record->title) + " is not written as it was captured");
+    }
+    const bool raw = CFGetTypeID(contents.get()) == CFArrayGetTypeID();
+    const CFIndex lines = raw ? CFArrayGetCount(static_cast<CFArrayRef>(contents.get())) : 0;
+    snapshots.push_back({std::move(contents), static_cast<std::size_t>(lines)});
+  });
+  return snapshots;
+}
+
+void decodes_and_serialisations_of_a_capture(benchmark::State& state) {
+  const CapturedDevice device;
+  const std::vector<CapturedSnapshot> snapshots = capture();
+  const std::vector<_HubProfileReport>& reports = CapturedDevice::reports();
+  for (auto _ : state) {
+    for (const CapturedSnapshot& snapshot : snapshots) {
+      for (std::size_t report = 0; report < snapshot.decoded_reports; ++report) {
+        CFRelease(CopyProfileDescription(&reports[report]));
+      }
+      serialise(snapshot.contents.get());
+    }
+  }
+  state.counters["snapshots"] = static_cast<double>(snapshots.size());
+}
+BENCHMARK(decodes_and_serialisations_of_a_capture)->Unit(benchmark::kMillisecond);
+
+void write_snapshot(const char* file) {
+  const Bytes bytes = example_sensor_snapshot();
+  std::ofstream out(file, std::ios::binary);
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  if (!out.flush()) {
+    throw std::runtime_error(std::string(file) + ": cannot be written");
+  }
+}
+
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int count, char** arguments) try {
+  constexpr std::string_view kWriteSnapshot = "--write-snapshot=";
+  if (count == 2 && std::string_view(arguments[1]).starts_with(kWriteSnapshot)) {
+    write_snapshot(arguments[1] + kWriteSnapshot.size());
+    return EXIT_SUCCESS;
+  }
+  benchmark::Initialize(&count, arguments);
+  if (benchmark::ReportUnrecognizedArguments(count, arguments)) {
+    return EXIT_FAILURE;
+  }
+  benchmark::RunSpecifiedBenchmarks();
+  return EXIT_SUCCESS;
+} catch (const std::exception& error) {
+  std::cerr << "snapshot_bench: " << error.what() << '\n';
+  return EXIT_FAILURE;
+}
