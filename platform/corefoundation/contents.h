@@ -10,13 +10,16 @@
 
 #include "CoreFoundation/CFData.h"
 #include "CoreFoundation/CFNumber.h"
+#include "corefoundation/number_object.h"
 #include "corefoundation/object.h"
+#include "corefoundation/string_object.h"
 
 namespace hub::platform {
 
 struct StringContents {
   std::string_view utf8;  // valid
   std::size_t utf16_length;
+  CFHashCode hash;
   bool ascii;
 };
 
@@ -31,8 +34,16 @@ struct KeyAndValue {
   const void* value;
 };
 
-StringContents contents_of_string(const Object& string);
-NumberContents contents_of_number(const Object& number);
+inline StringContents contents_of_string(const Object& string) {
+  const auto& object = static_cast<const __CFString&>(string);
+  return {object.view(), object.utf16_length, object.hash(), object.ascii};
+}
+
+inline NumberContents contents_of_number(const Object& number) {
+  const auto& object = static_cast<const __CFNumber&>(number);
+  return {object.fixed_type, object.integer, object.real};
+}
+
 bool contents_of_boolean(const Object& boolean);
 std::string_view contents_of_data(const Object& data);
 std::span<const void* const> contents_of_array(const Object& array);

@@ -2,9 +2,9 @@
 #include "CoreFoundation/CFData.h"
 
 #include <cstring>
-#include <functional>
 #include <string_view>
 
+#include "corefoundation/byte_hash.h"
 #include "corefoundation/contents.h"
 #include "corefoundation/misuse.h"
 #include "corefoundation/object.h"
@@ -28,9 +28,7 @@ bool data_equal(const Object& first, const Object& second) {
   return static_cast<const __CFData&>(first).view() == static_cast<const __CFData&>(second).view();
 }
 
-CFHashCode hash_of_data(const Object& object) {
-  return std::hash<std::string_view>{}(static_cast<const __CFData&>(object).view());
-}
+CFHashCode hash_of_data(const Object& object) { return ByteHash::of(static_cast<const __CFData&>(object).view()); }
 
 constexpr ObjectClass kDataClass{kDataTypeId, nullptr, data_equal, hash_of_data};
 

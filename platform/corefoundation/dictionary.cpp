@@ -14,7 +14,7 @@
 struct __CFDictionary : hub::platform::Object {
   __CFDictionary(CFAllocatorRef owner, bool is_mutable, const CFDictionaryKeyCallBacks& its_key_callbacks,
                  const CFDictionaryValueCallBacks& its_value_callbacks);
-  ~__CFDictionary() { remove_all(); }
+  ~__CFDictionary() { release_all(); }
   __CFDictionary(const __CFDictionary&) = delete;
   __CFDictionary& operator=(const __CFDictionary&) = delete;
 
@@ -23,6 +23,7 @@ struct __CFDictionary : hub::platform::Object {
   void set(const void* key, const void* value);
   void remove(const void* key);
   void remove_all();
+  void release_all();
 
   bool can_change;
   CFDictionaryKeyCallBacks key_callbacks;
@@ -141,8 +142,8 @@ const KeyAndValue* __CFDictionary::find(const void* key) const {
 }
 
 void __CFDictionary::append(const void* key, const void* value, std::uint32_t hash) {
-  pairs.make_room();  // all that can fail comes before anything is retained
-  pairs.append({retained_key(key), retained_value(value)}, hash);  // a key that was kept as another has the same hash
+  pairs.make_room();                                             // all that can fail comes before anything is retained
+  pairs.append(retained_key(key), retained_value(value), hash);  // a key that was kept as another has the same hash
 }
 
 void __CFDictionary::add(const void* key, const void* value) {
@@ -175,11 +176,15 @@ void __CFDictionary::remove(const void* key) {
 }
 
 void __CFDictionary::remove_all() {
+  release_all();
+  pairs.clear();
+}
+
+void __CFDictionary::release_all() {
   for (const KeyAndValue& pair : pairs.pairs()) {
     release_key(pair.key);
     release_value(pair.value);
   }
-  pairs.clear();
 }
 
 const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks{0,       retain_member, release_member,

@@ -7,7 +7,7 @@
 #include <functional>
 #include <limits>
 
-#include "corefoundation/contents.h"
+#include "corefoundation/number_object.h"
 #include "corefoundation/object.h"
 #include "failures/failures.h"
 
@@ -66,19 +66,6 @@ void store(void* to, T value) {
 }
 
 }  // namespace
-
-// An integer is kept in 64 bits, a real number in double precision; `fixed_type` says which.
-struct __CFNumber : hub::platform::Object {
-  __CFNumber(CFAllocatorRef owner, CFNumberType its_type, const void* value);
-
-  [[nodiscard]] bool is_real() const {
-    return fixed_type == kCFNumberFloat32Type || fixed_type == kCFNumberFloat64Type;
-  }
-
-  CFNumberType fixed_type;
-  std::int64_t integer = 0;
-  double real = 0;
-};
 
 namespace hub::platform {
 namespace {
@@ -149,11 +136,6 @@ bool store_real(const __CFNumber& number, void* value) {
 }
 
 }  // namespace
-
-NumberContents contents_of_number(const Object& number) {
-  const auto& object = static_cast<const __CFNumber&>(number);
-  return {object.fixed_type, object.integer, object.real};
-}
 
 }  // namespace hub::platform
 

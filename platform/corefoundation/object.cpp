@@ -1,30 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "corefoundation/object.h"
 
-#include <malloc.h>
-
-#include <cstdlib>
-
 #include "corefoundation/corefoundation_host.h"
 #include "corefoundation/misuse.h"
 
 namespace hub::platform {
-namespace {
-
-// An object's memory stays for a while, with a mark in it, so that who still uses the object is found out before the
-// memory becomes something else.
-void keep_freed(ThreadShare& share, Object& object) {
-  constexpr std::size_t kLargestKeptBytes = 1024;
-  void* memory = std::construct_at(&object, kFreedClass, nullptr, 0U);
-  if (malloc_usable_size(memory) > kLargestKeptBytes) {
-    void* shrunk = std::realloc(memory, sizeof(Object));
-    memory = shrunk != nullptr ? shrunk : memory;
-  }
-  std::free(share.exchange_freed(memory));
-}
-
-}  // namespace
-
 constinit const ObjectClass kFreedClass{0, nullptr, nullptr, nullptr};
 
 void free_object(const Object& constant_object) {
@@ -36,7 +16,7 @@ void free_object(const Object& constant_object) {
     object.type->destroy(object);
   }
   if (allocator == &heap_allocator) {
-    keep_freed(share, object);
+    share.keep_freed(&object);
     return;
   }
   CFAllocatorDeallocate(allocator, &object);
@@ -47,7 +27,7 @@ void release_shared(const Object& object) {
   if (object.references.load(std::memory_order_relaxed) == kConstantObject) {
     return;
   }
-  const std::uint32_t before = object.references.fetch_sub(1, std::memory_order_acq_rel);
+  const std::uint32_t before = add_references(object, UINT32_MAX, std::memory_order_acq_rel);  // minus one
   if (before == 0) {
     misuse("CFRelease", "an object that nobody owns any more");
   }

@@ -3,6 +3,8 @@
 // release and look-up goes through stands here, so that it is compiled into the functions that do it.
 #pragma once
 
+#include <sys/single_threaded.h>
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -13,47 +15,11 @@
 
 #include "CoreFoundation/CFAllocator.h"
 #include "CoreFoundation/CFBase.h"
+#include "corefoundation/object_head.h"
 #include "corefoundation/thread_share.h"
 #include "failures/failures.h"
 
 namespace hub::platform {
-
-struct Object;
-
-// One kind of object. There is one constant of it per type.
-struct ObjectClass {
-  CFTypeID type_id;
-  void (*destroy)(Object& object) noexcept;  // lets go what the object holds; null when it holds nothing
-  bool (*equal)(const Object& first, const Object& second);  // contents of two objects of this class
-  CFHashCode (*hash)(const Object& object);
-};
-
-inline constexpr CFTypeID kAllocatorTypeId = 1;
-inline constexpr CFTypeID kStringTypeId = 2;
-inline constexpr CFTypeID kNumberTypeId = 3;
-inline constexpr CFTypeID kDictionaryTypeId = 4;
-inline constexpr CFTypeID kBooleanTypeId = 5;
-inline constexpr CFTypeID kDataTypeId = 6;
-inline constexpr CFTypeID kArrayTypeId = 7;
-inline constexpr CFTypeID kUuidTypeId = 8;
-inline constexpr CFTypeID kHidServiceTypeId = 9;
-inline constexpr CFTypeID kHidDeviceTypeId = 10;
-static_assert(kHidDeviceTypeId < kTypeIdLimit);
-
-// A count of kConstantObject stays as it is: the object is never freed.
-inline constexpr std::uint32_t kConstantObject = UINT32_MAX;
-
-struct Object {
-  constexpr Object(const ObjectClass& object_class, CFAllocatorRef owner, std::uint32_t count)
-      : type(&object_class), allocator(owner), references(count) {}
-
-  const ObjectClass* type;
-  CFAllocatorRef allocator;  // a reference is held; null for the constant allocators, which belong to themselves
-  mutable std::atomic<std::uint32_t> references;
-};
-
-// What stands in an object's memory when the object is gone and the memory has not been given back yet.
-extern const ObjectClass kFreedClass;
 
 // Says which promise the caller of `function` broke about an object, and ends the process.
 [[noreturn]] void refuse_object(CFTypeRef reference, const char* function);
@@ -76,14 +42,25 @@ inline const Object& object_of(CFTypeRef reference, const ObjectClass& expected,
   return *object;
 }
 
+// Adds to a count and returns what it was. A locked operation costs as much as creating a small object: a process that
+// has one thread does without.
+inline std::uint32_t add_references(const Object& object, std::uint32_t change, std::memory_order order) {
+  if (__libc_single_threaded != 0) {
+    const std::uint32_t before = object.references.load(std::memory_order_relaxed);
+    object.references.store(before + change, std::memory_order_relaxed);
+    return before;
+  }
+  return object.references.fetch_add(change, order);
+}
+
 // One reference more.
 inline void retain(const Object& object) {
   if (object.references.load(std::memory_order_relaxed) != kConstantObject) {
-    object.references.fetch_add(1, std::memory_order_relaxed);
+    add_references(object, 1, std::memory_order_relaxed);
   }
 }
 
-// Frees an object that nobody owns any more.
+// Ends an object that nobody owns any more.
 void free_object(const Object& object);
 
 // What is behind the last two cases of release().
@@ -102,12 +79,15 @@ inline void release(const Object& object) {
 // The process heap.
 extern const __CFAllocator heap_allocator;
 
+// Whether CFAllocatorAllocate would do nothing but ask the heap.
+inline bool is_plain_heap(CFAllocatorRef allocator) {
+  return allocator == &heap_allocator && !failures_are_planned.load(std::memory_order_relaxed);
+}
+
 // CFAllocatorAllocate and CFAllocatorDeallocate, past everything that makes no difference to the heap.
 inline void* allocate(CFAllocatorRef allocator, std::size_t length_bytes) {
-  if (allocator == &heap_allocator && !failures_are_planned.load(std::memory_order_relaxed)) {
-    return std::malloc(length_bytes);
-  }
-  return CFAllocatorAllocate(allocator, static_cast<CFIndex>(length_bytes), 0);
+  return is_plain_heap(allocator) ? std::malloc(length_bytes)
+                                  : CFAllocatorAllocate(allocator, static_cast<CFIndex>(length_bytes), 0);
 }
 
 inline void deallocate(CFAllocatorRef allocator, void* memory) {
@@ -130,7 +110,10 @@ void make_constant(T& object) {
 template <typename T, typename... Arguments>
 T* create_object(CFAllocatorRef allocator, std::size_t extra_bytes, Arguments&&... arguments) {
   const CFAllocatorRef owner = allocator != nullptr ? allocator : &heap_allocator;
-  void* memory = allocate(owner, sizeof(T) + extra_bytes);
+  const std::size_t length_bytes = sizeof(T) + extra_bytes;
+  ThreadShare& share = ThreadShare::of_this_thread();
+  void* memory = is_plain_heap(owner) ? share.object_memory(length_bytes)
+                                      : CFAllocatorAllocate(owner, static_cast<CFIndex>(length_bytes), 0);
   if (memory == nullptr) {
     return nullptr;
   }
@@ -138,7 +121,7 @@ T* create_object(CFAllocatorRef allocator, std::size_t extra_bytes, Arguments&&.
     CFRetain(owner);
   }
   T* object = std::construct_at(static_cast<T*>(memory), owner, std::forward<Arguments>(arguments)...);
-  ThreadShare::of_this_thread().count(object->type->type_id, 1);
+  share.count(object->type->type_id, 1);
   return object;
 }
 

@@ -7,8 +7,9 @@
 
 namespace hub::platform {
 
-void PairTable::append(const KeyAndValue& pair, std::uint32_t hash) {
-  pairs_[size_] = pair;
+void PairTable::append(const void* key, const void* value, std::uint32_t hash) {
+  pairs_[size_].key = key;
+  pairs_[size_].value = value;
   hashes_[size_] = hash;
   ++size_;
   if (slot_count() != 0) {
@@ -29,7 +30,7 @@ void PairTable::clear() {
 }
 
 void PairTable::grow() {
-  const std::size_t capacity = std::max(kScanned, capacity_ * 2);
+  const std::size_t capacity = std::max(kScanned, capacity_ * kGrowth);
   const std::size_t slots = capacity > kScanned ? capacity * kSlotsPerPair : 0;
   void* block = allocate(allocator_, capacity * (sizeof *pairs_ + sizeof *hashes_) + slots * sizeof *slots_);
   if (block == nullptr) {

@@ -56,7 +56,7 @@ class PairTable {
   }
 
   // There is room, and the key is not there yet.
-  void append(const KeyAndValue& pair, std::uint32_t hash);
+  void append(const void* key, const void* value, std::uint32_t hash);
 
   // The pairs behind it move up by one.
   void remove(std::size_t position);
@@ -66,6 +66,7 @@ class PairTable {
  private:
   static constexpr std::size_t kScanned = 8;
   static constexpr std::size_t kSlotsPerPair = 2;
+  static constexpr std::size_t kGrowth = 4;  // a snapshot's dozens of entries move once
 
   [[nodiscard]] std::size_t slot_count() const { return capacity_ > kScanned ? capacity_ * kSlotsPerPair : 0; }
   [[nodiscard]] std::size_t first_slot(std::uint32_t hash) const { return hash & (slot_count() - 1); }

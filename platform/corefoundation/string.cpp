@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstring>
-#include <functional>
 #include <limits>
 #include <map>
 #include <mutex>
@@ -8,34 +7,11 @@
 #include <string_view>
 
 #include "CoreFoundation/CFString.h"
-#include "corefoundation/contents.h"
 #include "corefoundation/misuse.h"
 #include "corefoundation/object.h"
+#include "corefoundation/string_object.h"
 #include "corefoundation/utf8.h"
 #include "failures/failures.h"
-
-// The text's bytes and a final zero stand right behind the object.
-struct __CFString : hub::platform::Object {
-  __CFString(CFAllocatorRef owner, std::string_view text, const hub::platform::Utf8Text& examined);
-
-  [[nodiscard]] const char* bytes() const { return reinterpret_cast<const char*>(this + 1); }
-  [[nodiscard]] std::string_view view() const { return {bytes(), length_bytes}; }
-
-  // Computed once: keys are asked for theirs at each look-up. Two threads that do so at once find the same.
-  [[nodiscard]] CFHashCode hash() const {
-    CFHashCode known = known_hash.load(std::memory_order_relaxed);
-    if (known == 0) {
-      known = std::hash<std::string_view>{}(view());
-      known_hash.store(known, std::memory_order_relaxed);
-    }
-    return known;
-  }
-
-  std::size_t length_bytes;
-  std::size_t utf16_length;
-  mutable std::atomic<CFHashCode> known_hash = 0;  // 0: not computed yet
-  bool ascii;
-};
 
 namespace hub::platform {
 namespace {
@@ -75,20 +51,15 @@ __CFString* create_string(CFAllocatorRef allocator, std::string_view text, CFStr
 
 }  // namespace
 
-StringContents contents_of_string(const Object& string) {
-  const auto& object = static_cast<const __CFString&>(string);
-  return {object.view(), object.utf16_length, object.ascii};
-}
-
 }  // namespace hub::platform
 
 using namespace hub::platform;
 
 __CFString::__CFString(CFAllocatorRef owner, std::string_view text, const Utf8Text& examined)
     : Object(kStringClass, owner, 1),
+      ascii(examined.ascii),
       length_bytes(text.size()),
-      utf16_length(examined.utf16_length),
-      ascii(examined.ascii) {
+      utf16_length(examined.utf16_length) {
   char* room = reinterpret_cast<char*>(this + 1);
   text.copy(room, text.size());
   room[text.size()] = '\0';

@@ -1,11 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "corefoundation/thread_share.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <deque>
+#include <memory>
 #include <mutex>
 
 namespace hub::platform {
+
+void FreedQueue::add(void* block) {
+  constexpr std::size_t kMost = 128;
+  FreedObject* freed = std::construct_at(static_cast<FreedObject*>(block));
+  (count_ == 0 ? oldest_ : newest_->next) = freed;
+  newest_ = freed;
+  if (++count_ > kMost) {
+    std::free(take_oldest());
+  }
+}
 
 constinit thread_local ThreadShare* ThreadShare::current_ = nullptr;
 
@@ -67,6 +80,20 @@ ThreadShare& ThreadShare::take_one() {
   static thread_local const LeavesAtTheEnd leaves_at_the_end;
   static_cast<void>(leaves_at_the_end);
   return *current_;
+}
+
+void ThreadShare::keep_freed(void* memory) {
+  constexpr std::size_t kLargestKeptBytes = 4096;
+  const std::size_t usable_bytes = malloc_usable_size(memory);
+  if (usable_bytes / kStepBytes < freed_.size()) {
+    freed_[usable_bytes / kStepBytes].add(memory);
+    return;
+  }
+  if (usable_bytes > kLargestKeptBytes) {  // its front stays
+    void* front = std::realloc(memory, sizeof(FreedObject));
+    memory = front != nullptr ? front : memory;
+  }
+  large_freed_.add(memory);
 }
 
 std::int64_t ThreadShare::count_of_all(CFTypeID type_id) { return shares().count_of_all(type_id); }

@@ -2,7 +2,6 @@
 #include "corefoundation/utf8.h"
 
 #include <cstdint>
-#include <cstring>
 
 namespace hub::platform {
 namespace {
@@ -28,27 +27,9 @@ constexpr Shape kShapes[] = {
 
 std::uint8_t byte_at(std::string_view text, std::size_t index) { return static_cast<std::uint8_t>(text[index]); }
 
-constexpr std::uint64_t kHighBits = 0x8080808080808080;
-
-std::uint64_t eight_at(std::string_view text, std::size_t index) {
-  std::uint64_t eight;
-  std::memcpy(&eight, text.data() + index, sizeof eight);
-  return eight;
-}
-
-// How many of the leading bytes are ASCII. Decoded lines are hundreds of bytes, all ASCII: they go by 32 bytes a step.
+// How many of the leading bytes are ASCII.
 std::size_t ascii_prefix(std::string_view text) {
   std::size_t length = 0;
-  for (; text.size() - length >= 32; length += 32) {
-    const std::uint64_t all =
-        eight_at(text, length) | eight_at(text, length + 8) | eight_at(text, length + 16) | eight_at(text, length + 24);
-    if ((all & kHighBits) != 0) {
-      break;
-    }
-  }
-  while (text.size() - length >= 8 && (eight_at(text, length) & kHighBits) == 0) {
-    length += 8;
-  }
   while (length < text.size() && byte_at(text, length) < 0x80) {
     ++length;
   }
@@ -78,7 +59,7 @@ std::size_t multibyte_length(std::string_view text) {
 
 }  // namespace
 
-Utf8Text examine_utf8(std::string_view text) {
+Utf8Text examine_beyond_ascii(std::string_view text) {
   Utf8Text result{true, true, 0};
   while (true) {
     const std::size_t ascii = ascii_prefix(text);

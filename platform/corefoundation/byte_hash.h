@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: Apache-2.0
+// The hash of some bytes: of a text, of data.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+namespace hub::platform {
+
+// Two lanes of eight bytes a step: keys of a few steps and lines of a hundred are both hashed often. What is left of
+// 16 bytes is read in two parts that may overlap.
+class ByteHash {
+ public:
+  static std::uint64_t of(std::string_view bytes) {
+    ByteHash hash(bytes.size());
+    for (; bytes.size() > 16; bytes.remove_prefix(16)) {
+      hash.add(load<std::uint64_t>(bytes, 0), load<std::uint64_t>(bytes, 8));
+    }
+    if (bytes.size() >= 8) {
+      hash.add(load<std::uint64_t>(bytes, 0), load<std::uint64_t>(bytes, bytes.size() - 8));
+    } else if (bytes.size() >= 4) {
+      hash.add(load<std::uint32_t>(bytes, 0), load<std::uint32_t>(bytes, bytes.size() - 4));
+    } else if (!bytes.empty()) {
+      hash.add(load<std::uint8_t>(bytes, 0) | load<std::uint8_t>(bytes, bytes.size() / 2) << 8U,
+               load<std::uint8_t>(bytes, bytes.size() - 1));
+    }
+    return hash.value();
+  }
+
+ private:
+  static constexpr std::uint64_t kFactor = 0x9E3779B97F4A7C15;
+
+  explicit ByteHash(std::uint64_t length) : first_(length * kFactor) {}
+
+  template <typename T>
+  static std::uint64_t load(std::string_view bytes, std::size_t at) {
+    T value;
+    std::memcpy(&value, bytes.data() + at, sizeof value);
+    return value;
+  }
+
+  void add(std::uint64_t first, std::uint64_t second) {
+    first_ = (std::rotl(first_, 5) ^ first) * kFactor;
+    second_ = (std::rotl(second_, 7) ^ second) * kFactor;
+  }
+
+  // The high bits of a product depend on all bits of its factors, the low ones do not.
+  [[nodiscard]] std::uint64_t value() const {
+    const std::uint64_t both = first_ ^ std::rotl(second_, 32);
+    return both ^ both >> 32U;
+  }
+
+  std::uint64_t first_;
+  std::uint64_t second_ = 0;
+};
+
+}  // namespace hub::platform
