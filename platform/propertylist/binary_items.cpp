@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
-#include <functional>
+#include <new>
+
+#include "corefoundation/byte_hash.h"
 
 namespace hub::platform {
 namespace {
@@ -15,20 +17,29 @@ constexpr std::size_t kSlotsPerItem = 2;    // at least: the table is never more
 // For so many members of a collection room is made at once; of very many, few may be different.
 constexpr std::size_t kMostRoomAhead = 1024;
 
+// Neighbouring numbers and addresses spread over the whole table.
+std::uint32_t spread(std::uint64_t bits) {
+  constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;
+  return static_cast<std::uint32_t>(bits * kSpread >> 32U);
+}
+
 // Each of these fills an item that is new: what it does not name stays as it is.
+void describe_bits(BinaryItem::Kind kind, std::uint64_t bits, BinaryItem& item) {
+  item.kind = kind;
+  item.bits = bits;
+  item.hash = spread(bits);
+}
+
 void describe(const NumberContents& number, BinaryItem& item) {
   switch (number.fixed_type) {
     case kCFNumberFloat32Type:
-      item.kind = BinaryItem::kSingle;
-      item.bits = std::bit_cast<std::uint32_t>(static_cast<float>(number.real));
+      describe_bits(BinaryItem::kSingle, std::bit_cast<std::uint32_t>(static_cast<float>(number.real)), item);
       break;
     case kCFNumberFloat64Type:
-      item.kind = BinaryItem::kDouble;
-      item.bits = std::bit_cast<std::uint64_t>(number.real);
+      describe_bits(BinaryItem::kDouble, std::bit_cast<std::uint64_t>(number.real), item);
       break;
     default:
-      item.kind = BinaryItem::kInteger;
-      item.bits = static_cast<std::uint64_t>(number.integer);
+      describe_bits(BinaryItem::kInteger, static_cast<std::uint64_t>(number.integer), item);
       break;
   }
 }
@@ -37,18 +48,19 @@ void describe(const StringContents& text, BinaryItem& item) {
   item.kind = text.ascii ? BinaryItem::kAscii : BinaryItem::kUtf16;
   item.length = text.utf16_length;
   item.bytes = text.utf8;
+  item.hash = spread(text.hash);
 }
 
 void describe_data(std::string_view bytes, BinaryItem& item) {
   item.kind = BinaryItem::kData;
   item.length = bytes.size();
   item.bytes = bytes;
+  item.hash = spread(ByteHash::of(bytes));
 }
 
 void describe_collection(BinaryItem::Kind kind, const Object& object, std::size_t length, BinaryItem& item) {
-  item.kind = kind;
+  describe_bits(kind, reinterpret_cast<std::uintptr_t>(&object), item);
   item.length = length;
-  item.bits = reinterpret_cast<std::uintptr_t>(&object);
 }
 
 // False for an object that no property list holds.
@@ -77,11 +89,16 @@ bool describe(const Object& object, BinaryItem& item) {
   }
 }
 
-// Neighbouring numbers and addresses spread over the whole table.
-std::size_t hash_of(const BinaryItem& item) {
-  constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;
-  const std::uint64_t contents = item.bytes.empty() ? item.bits : std::hash<std::string_view>{}(item.bytes);
-  return contents * kSpread >> 32U;
+// How many keys, values and elements a collection has; of anything else, none.
+std::size_t members_of(const Object& object) {
+  switch (object.type->type_id) {
+    case kArrayTypeId:
+      return contents_of_array(object).size();
+    case kDictionaryTypeId:
+      return 2 * contents_of_dictionary(object).size();
+    default:
+      return 0;
+  }
 }
 
 }  // namespace
@@ -90,7 +107,7 @@ BinaryItems::BinaryItems(CFAllocatorRef allocator)
     : items_(StandardAllocator<BinaryItem>(allocator)),
       references_(StandardAllocator<std::size_t>(allocator)),
       path_(StandardAllocator<Level>(allocator)),
-      slots_(StandardAllocator<std::size_t>(allocator)) {}
+      slots_(StandardAllocator<Slot>(allocator)) {}
 
 CFTypeRef BinaryItems::Level::member() const {
   if (pairs.empty()) {
@@ -135,19 +152,19 @@ std::size_t BinaryItems::add(CFTypeRef value) {
     return kRefused;
   }
   const Object& object = object_of(value, "CFPropertyListCreateData");
-  make_room_for(1);
+  make_room_for(1 + std::min(members_of(object), kMostRoomAhead));
   BinaryItem& item = items_.emplace_back();  // described where it stands, and taken back when it is known
   if (!describe(object, item)) {
     return kRefused;
   }
-  std::size_t& slot = slot_of(item);
-  if (slot != 0) {
+  Slot& slot = slot_of(item);
+  if (slot.place_plus_one != 0) {
     items_.pop_back();
-    const std::size_t known = slot - 1;
+    const std::size_t known = slot.place_plus_one - 1;
     return items_[known].on_path ? kRefused : known;
   }
-  slot = items_.size();
-  const std::size_t place = slot - 1;
+  const std::size_t place = items_.size() - 1;
+  slot = {item.hash, static_cast<std::uint32_t>(place + 1)};
   if (item.is_collection()) {
     enter(object);
   }
@@ -166,28 +183,35 @@ void BinaryItems::enter(const Object& collection) {
   item.on_path = true;
   item.first_reference = references_.size();
   references_.resize(references_.size() + level.members());
-  make_room_for(std::min(level.members(), kMostRoomAhead));
   path_.push_back(level);
 }
 
 // Where the item's place stands, or is to be put.
-std::size_t& BinaryItems::slot_of(const BinaryItem& item) {
-  std::size_t index = hash_of(item) & (slots_.size() - 1);
-  while (slots_[index] != 0 && !items_[slots_[index] - 1].same_as(item)) {
-    index = (index + 1) & (slots_.size() - 1);
+BinaryItems::Slot& BinaryItems::slot_of(const BinaryItem& item) {
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t index = item.hash & mask;
+  while (slots_[index].place_plus_one != 0 &&
+         (slots_[index].hash != item.hash || !items_[slots_[index].place_plus_one - 1].same_as(item))) {
+    index = (index + 1) & mask;
   }
   return slots_[index];
 }
 
 void BinaryItems::make_room_for(std::size_t more_items) {
   const std::size_t items = items_.size() + more_items;
-  if (items * kSlotsPerItem <= slots_.size()) {
-    return;
+  if (items * kSlotsPerItem > slots_.size()) {
+    grow_slots(items);
   }
-  slots_.assign(std::bit_ceil(items * kSlotsPerItem), 0);
+}
+
+void BinaryItems::grow_slots(std::size_t items) {
+  if (items >= UINT32_MAX) {  // more than a slot can name
+    throw std::bad_alloc();
+  }
+  slots_.assign(std::bit_ceil(items * kSlotsPerItem), Slot{});
   items_.reserve(slots_.size() / kSlotsPerItem);
   for (std::size_t place = 0; place < items_.size(); ++place) {
-    slot_of(items_[place]) = place + 1;
+    slot_of(items_[place]) = {items_[place].hash, static_cast<std::uint32_t>(place + 1)};
   }
 }
 

@@ -23,9 +23,12 @@ struct BinaryItem {
   [[nodiscard]] bool same_as(const BinaryItem& other) const {
     return kind == other.kind && bits == other.bits && bytes == other.bytes;
   }
+  // Of a collection: its references to keys, values and elements.
+  [[nodiscard]] std::size_t references() const { return kind == kDictionary ? 2 * length : length; }
 
   Kind kind = kFalse;
   bool on_path = false;             // a collection whose members are being collected
+  std::uint32_t hash = 0;           // of the kind's contents
   std::size_t length = 0;           // as the file counts it: bytes, characters, units, members, pairs
   std::size_t first_reference = 0;  // a collection's
   std::uint64_t bits = 0;           // a number's value or pattern; which object a collection is
@@ -60,11 +63,18 @@ class BinaryItems {
     std::size_t next = 0;
   };
 
+  // Open addressing: where an item of this hash stands, plus one, or 0.
+  struct Slot {
+    std::uint32_t hash;
+    std::uint32_t place_plus_one;
+  };
+
   std::size_t add(CFTypeRef value);
   bool add_member(Level& level);
   void enter(const Object& collection);
-  std::size_t& slot_of(const BinaryItem& item);
+  Slot& slot_of(const BinaryItem& item);
   void make_room_for(std::size_t more_items);
+  void grow_slots(std::size_t items);
 
   template <typename T>
   using Vector = std::vector<T, StandardAllocator<T>>;
@@ -72,7 +82,7 @@ class BinaryItems {
   Vector<BinaryItem> items_;
   Vector<std::size_t> references_;
   Vector<Level> path_;
-  Vector<std::size_t> slots_;  // open addressing: an item's place plus one, or 0; their number is a power of two
+  Vector<Slot> slots_;  // their number is a power of two
 };
 
 }  // namespace hub::platform

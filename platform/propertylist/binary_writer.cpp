@@ -39,10 +39,6 @@ std::byte* write_bytes(std::string_view bytes, std::byte* to) {
   return to + bytes.size();
 }
 
-std::size_t references_of(const BinaryItem& item) {
-  return item.kind == BinaryItem::kDictionary ? 2 * item.length : item.length;
-}
-
 }  // namespace
 
 // Both sizes leave room for one more than the largest value that occurs: readers hold them against the number of
@@ -79,7 +75,7 @@ std::size_t BinaryWriter::size_of(const BinaryItem& item) const {
     case BinaryItem::kUtf16:
       return head_size(item.length) + item.length * kUtf16UnitSize;
     default:
-      return head_size(item.length) + references_of(item) * reference_size_;
+      return head_size(item.length) + item.references() * reference_size_;
   }
 }
 
@@ -119,7 +115,7 @@ std::byte* BinaryWriter::write_item(const BinaryItem& item, std::byte* to) const
 }
 
 std::byte* BinaryWriter::write_references(const BinaryItem& item, std::byte* to) const {
-  for (const std::size_t place : references_.subspan(item.first_reference, references_of(item))) {
+  for (const std::size_t place : references_.subspan(item.first_reference, item.references())) {
     to = store_be(place, reference_size_, to);
   }
   return to;
