@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 namespace {
 
@@ -24,10 +25,11 @@ os_state_data_t copyStateData(CFPropertyListRef contents, const char* title) {
     return nullptr;
   }
   const auto length = static_cast<std::size_t>(CFDataGetLength(data.get()));
-  auto* record = static_cast<os_state_data_t>(std::calloc(1, sizeof(os_state_data_s) + length));
-  if (record == nullptr) {
+  void* memory = std::malloc(sizeof(os_state_data_s) + length);
+  if (memory == nullptr) {
     return nullptr;
   }
+  auto* record = ::new (memory) os_state_data_s{};  // its head: the data behind it is written once
   record->type = OS_STATE_DATA_SERIALIZED_CF_OBJECT;
   record->data_size_bytes = static_cast<std::uint32_t>(length);
   std::string_view(title).copy(record->title, sizeof record->title - 1);

@@ -10,13 +10,14 @@ constinit const ObjectClass kFreedClass{0, nullptr, nullptr, nullptr};
 void free_object(const Object& constant_object) {
   Object& object = const_cast<Object&>(constant_object);  // the last reference is gone: nobody else can see it
   const CFAllocatorRef allocator = object.allocator;
+  const std::uint16_t steps = object.memory_steps;
   ThreadShare& share = ThreadShare::of_this_thread();
   share.count(object.type->type_id, -1);
   if (object.type->destroy != nullptr) {
     object.type->destroy(object);
   }
   if (allocator == &heap_allocator) {
-    share.keep_freed(&object);
+    share.keep_freed(&object, steps);
     return;
   }
   CFAllocatorDeallocate(allocator, &object);

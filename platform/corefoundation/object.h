@@ -111,9 +111,9 @@ template <typename T, typename... Arguments>
 T* create_object(CFAllocatorRef allocator, std::size_t extra_bytes, Arguments&&... arguments) {
   const CFAllocatorRef owner = allocator != nullptr ? allocator : &heap_allocator;
   const std::size_t length_bytes = sizeof(T) + extra_bytes;
+  const std::uint16_t steps = is_plain_heap(owner) ? ThreadShare::steps_of(length_bytes) : 0;
   ThreadShare& share = ThreadShare::of_this_thread();
-  void* memory = is_plain_heap(owner) ? share.object_memory(length_bytes)
-                                      : CFAllocatorAllocate(owner, static_cast<CFIndex>(length_bytes), 0);
+  void* memory = steps != 0 ? share.object_memory(steps) : allocate(owner, length_bytes);
   if (memory == nullptr) {
     return nullptr;
   }
@@ -121,6 +121,7 @@ T* create_object(CFAllocatorRef allocator, std::size_t extra_bytes, Arguments&&.
     CFRetain(owner);
   }
   T* object = std::construct_at(static_cast<T*>(memory), owner, std::forward<Arguments>(arguments)...);
+  object->memory_steps = steps;
   share.count(object->type->type_id, 1);
   return object;
 }

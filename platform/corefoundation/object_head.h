@@ -42,6 +42,7 @@ struct Object {
   const ObjectClass* type;
   CFAllocatorRef allocator;  // a reference is held; null for the constant allocators, which belong to themselves
   mutable std::atomic<std::uint32_t> references;
+  std::uint16_t memory_steps = 0;  // the length of its memory as a ThreadShare counts it; 0 when that is not known
 };
 
 // What stands in an object's memory when the object is gone and the memory has not been given back yet.

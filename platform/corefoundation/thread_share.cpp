@@ -5,20 +5,9 @@
 
 #include <algorithm>
 #include <deque>
-#include <memory>
 #include <mutex>
 
 namespace hub::platform {
-
-void FreedQueue::add(void* block) {
-  constexpr std::size_t kMost = 128;
-  FreedObject* freed = std::construct_at(static_cast<FreedObject*>(block));
-  (count_ == 0 ? oldest_ : newest_->next) = freed;
-  newest_ = freed;
-  if (++count_ > kMost) {
-    std::free(take_oldest());
-  }
-}
 
 constinit thread_local ThreadShare* ThreadShare::current_ = nullptr;
 
@@ -82,18 +71,14 @@ ThreadShare& ThreadShare::take_one() {
   return *current_;
 }
 
-void ThreadShare::keep_freed(void* memory) {
+// Of a block that is large for one that nobody uses, the front stays.
+void ThreadShare::keep_freed_of_unknown_length(void* memory) {
   constexpr std::size_t kLargestKeptBytes = 4096;
-  const std::size_t usable_bytes = malloc_usable_size(memory);
-  if (usable_bytes / kStepBytes < freed_.size()) {
-    freed_[usable_bytes / kStepBytes].add(memory);
-    return;
-  }
-  if (usable_bytes > kLargestKeptBytes) {  // its front stays
+  if (malloc_usable_size(memory) > kLargestKeptBytes) {
     void* front = std::realloc(memory, sizeof(FreedObject));
     memory = front != nullptr ? front : memory;
   }
-  large_freed_.add(memory);
+  freed_[0].add(memory);
 }
 
 std::int64_t ThreadShare::count_of_all(CFTypeID type_id) { return shares().count_of_all(type_id); }

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 
 #include "corefoundation/object_head.h"
 
@@ -24,7 +25,15 @@ class FreedQueue {
     return count_ > kFewest && count_ * block_bytes > kKeptBytes ? take_oldest() : nullptr;
   }
 
-  void add(void* block);
+  void add(void* block) {
+    constexpr std::size_t kMost = 128;
+    FreedObject* freed = std::construct_at(static_cast<FreedObject*>(block));
+    (count_ == 0 ? oldest_ : newest_->next) = freed;
+    newest_ = freed;
+    if (++count_ > kMost) {
+      std::free(take_oldest());
+    }
+  }
 
  private:
   void* take_oldest() {
@@ -51,16 +60,27 @@ class ThreadShare {
     count.store(count.load(std::memory_order_relaxed) + change, std::memory_order_relaxed);
   }
 
-  // Memory for an object, to be freed by keep_freed(): that of an object that has been gone for long, past the heap's
-  // own books, or new. Null when the heap has none.
-  void* object_memory(std::size_t length_bytes) {
+  // Lengths of memory are counted in steps of 16 bytes. Those of larger objects are not told: 0.
+  static std::uint16_t steps_of(std::size_t length_bytes) {
     const std::size_t steps = (length_bytes + kStepBytes - 1) / kStepBytes;
-    void* memory = steps < freed_.size() ? freed_[steps].take(steps * kStepBytes) : nullptr;
+    return static_cast<std::uint16_t>(steps <= kMostSteps ? steps : 0);
+  }
+
+  // Memory of so many steps for an object: that of one that has been gone for long, past the heap's own books, or new.
+  // Null when the heap has none.
+  void* object_memory(std::uint16_t steps) {
+    void* memory = freed_[steps].take(steps * kStepBytes);
     return memory != nullptr ? memory : std::malloc(steps * kStepBytes);
   }
 
-  // Takes over memory of the heap in which there is no object any more.
-  void keep_freed(void* memory);
+  // Takes over memory of the heap, of at least so many steps, in which there is no object any more.
+  void keep_freed(void* memory, std::uint16_t steps) {
+    if (steps != 0) {
+      freed_[steps].add(memory);
+    } else {
+      keep_freed_of_unknown_length(memory);
+    }
+  }
 
   // The sum over all threads.
   static std::int64_t count_of_all(CFTypeID type_id);
@@ -69,16 +89,16 @@ class ThreadShare {
   friend class ThreadShares;
 
   static constexpr std::size_t kStepBytes = 16;
-  static constexpr std::size_t kLargestReusedBytes = 1536;
+  static constexpr std::size_t kMostSteps = 96;
 
   static ThreadShare& take_one();
+  void keep_freed_of_unknown_length(void* memory);
 
   // In the thread's static block: read at each creation and each release.
   [[gnu::tls_model("initial-exec")]] static constinit thread_local ThreadShare* current_;
 
   std::array<std::atomic<std::int64_t>, kTypeIdLimit> counts_{};
-  std::array<FreedQueue, kLargestReusedBytes / kStepBytes + 1> freed_{};  // by whole steps of their usable lengths
-  FreedQueue large_freed_;
+  std::array<FreedQueue, kMostSteps + 1> freed_{};  // by their lengths in steps, and first those of other lengths
   bool taken_ = true;
 };
 

@@ -17,6 +17,9 @@ constexpr std::size_t kSlotsPerItem = 2;    // at least: the table is never more
 // For so many members of a collection room is made at once; of very many, few may be different.
 constexpr std::size_t kMostRoomAhead = 1024;
 
+// That of a sensor's snapshot, or of the lines of one read.
+constexpr std::size_t kFirstRoom = 64;
+
 // Neighbouring numbers and addresses spread over the whole table.
 std::uint32_t spread(std::uint64_t bits) {
   constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;
@@ -89,18 +92,6 @@ bool describe(const Object& object, BinaryItem& item) {
   }
 }
 
-// How many keys, values and elements a collection has; of anything else, none.
-std::size_t members_of(const Object& object) {
-  switch (object.type->type_id) {
-    case kArrayTypeId:
-      return contents_of_array(object).size();
-    case kDictionaryTypeId:
-      return 2 * contents_of_dictionary(object).size();
-    default:
-      return 0;
-  }
-}
-
 }  // namespace
 
 BinaryItems::BinaryItems(CFAllocatorRef allocator)
@@ -117,6 +108,7 @@ CFTypeRef BinaryItems::Level::member() const {
 }
 
 bool BinaryItems::collect(CFTypeRef tree) {
+  make_room_for(kFirstRoom);
   if (add(tree) == kRefused) {
     return false;
   }
@@ -152,7 +144,7 @@ std::size_t BinaryItems::add(CFTypeRef value) {
     return kRefused;
   }
   const Object& object = object_of(value, "CFPropertyListCreateData");
-  make_room_for(1 + std::min(members_of(object), kMostRoomAhead));
+  make_room_for(1);
   BinaryItem& item = items_.emplace_back();  // described where it stands, and taken back when it is known
   if (!describe(object, item)) {
     return kRefused;
@@ -183,6 +175,7 @@ void BinaryItems::enter(const Object& collection) {
   item.on_path = true;
   item.first_reference = references_.size();
   references_.resize(references_.size() + level.members());
+  make_room_for(std::min(level.members(), kMostRoomAhead));
   path_.push_back(level);
 }
 
