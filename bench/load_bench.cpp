@@ -19,7 +19,7 @@ bool unload() {
 }
 
 void load_and_open(benchmark::State& state) {
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     {
       hub::host::LoadedPlugIn plugin(HUB_PLUGIN);
       if (!plugin.open()) {

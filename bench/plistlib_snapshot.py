@@ -17,7 +17,7 @@ SNAPSHOTS_PER_ROUND = 500
 def cpu_ns_per_snapshot(snapshot):
     begin = time.process_time_ns()
     for _ in range(SNAPSHOTS_PER_ROUND):
-        plistlib.dumps(snapshot, fmt=plistlib.FMT_BINARY, sort_keys=False)
+        plistlib.dumps(snapshot, fmt=plistlib.FMT_BINARY)
     return (time.process_time_ns() - begin) / SNAPSHOTS_PER_ROUND
 
 
@@ -26,7 +26,7 @@ def main():
         sys.exit("usage: plistlib_snapshot.py SNAPSHOT.plist")
     with open(sys.argv[1], "rb") as file:
         snapshot = plistlib.load(file, fmt=plistlib.FMT_BINARY)
-    if not snapshot or plistlib.loads(plistlib.dumps(snapshot, fmt=plistlib.FMT_BINARY, sort_keys=False)) != snapshot:
+    if not snapshot or plistlib.loads(plistlib.dumps(snapshot, fmt=plistlib.FMT_BINARY)) != snapshot:
         sys.exit(f"{sys.argv[1]}: plistlib writes other contents")
     print(json.dumps({"cpu_ns_per_snapshot": statistics.median(cpu_ns_per_snapshot(snapshot) for _ in range(ROUNDS))}))
 

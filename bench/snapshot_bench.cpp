@@ -43,7 +43,7 @@ OwnedStateData snapshot_of(std::size_t handler, std::string_view title) {
 
 void one_snapshot(benchmark::State& state, std::size_t handler, std::string_view title) {
   const CapturedDevice device;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(snapshot_of(handler, title));
   }
 }
@@ -54,7 +54,7 @@ BENCHMARK_CAPTURE(one_snapshot, raw_debug_of_32_reports, kFirmwareReports, "NEB 
 
 void decoding_32_reports(benchmark::State& state) {
   const CapturedDevice device;  // with its time-sync service
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     for (const _HubProfileReport& report : CapturedDevice::reports()) {
       CFRelease(CopyProfileDescription(&report));
     }
@@ -84,7 +84,7 @@ void snapshot_of_values_at_hand(benchmark::State& state, MakeSnapshot make) {
   const Bytes expected = example_sensor_snapshot();
   const std::vector<SnapshotEntry> entries = entries_of(expected);
   expect_contents(make, entries, expected);
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     benchmark::DoNotOptimize(make(entries, nullptr));
   }
   state.counters["entries"] = static_cast<double>(entries.size());
@@ -94,7 +94,7 @@ BENCHMARK_CAPTURE(snapshot_of_values_at_hand, libplist, make_snapshot_by_libplis
 
 void whole_capture(benchmark::State& state) {
   const CapturedDevice device;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     hub::platform::capture_state(OS_STATE_API_REQUEST,
                                  [&](std::size_t, OwnedStateData record) { benchmark::DoNotOptimize(record.get()); });
   }
@@ -139,7 +139,7 @@ void decodes_and_serialisations_of_a_capture(benchmark::State& state) {
   const CapturedDevice device;
   const std::vector<CapturedSnapshot> snapshots = capture();
   const std::vector<_HubProfileReport>& reports = CapturedDevice::reports();
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     for (const CapturedSnapshot& snapshot : snapshots) {
       for (std::size_t report = 0; report < snapshot.decoded_reports; ++report) {
         CFRelease(CopyProfileDescription(&reports[report]));
