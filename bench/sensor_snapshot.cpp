@@ -60,7 +60,7 @@ std::vector<SnapshotEntry> entries_of(const Bytes& property_list) {
 }
 
 std::size_t make_snapshot(const std::vector<SnapshotEntry>& entries, Bytes* bytes) {
-  const auto dictionary = createStateDictionary();
+  const auto dictionary = createStateDictionary(32);  // as the sensor's handler does
   for (const SnapshotEntry& entry : entries) {
     std::visit(AddToDictionary{dictionary.get(), entry.key.c_str()}, entry.value);
   }

@@ -19,6 +19,7 @@
 namespace {
 
 constexpr std::size_t kLargestReply = 256;
+constexpr CFIndex kExpectedEntries = 32;
 constexpr std::size_t kClientLength = 31;
 constexpr std::size_t kClientInUseAt = 28;
 
@@ -197,7 +198,7 @@ class SensorDescription {
 };
 
 os_state_data_t VantuHUBHIDStatistics::stateHandler_SensorInfo(os_state_hints_t, ServiceContext* context) {
-  const auto state = createStateDictionary();
+  const auto state = createStateDictionary(kExpectedEntries);
   if (state.get() == nullptr) {
     logAssertion({.expression = "state", .line = 914});
     return nullptr;

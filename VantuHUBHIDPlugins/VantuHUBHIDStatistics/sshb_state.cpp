@@ -146,7 +146,7 @@ CFMutableDictionaryRef copySSHBAssets(const void* reply, std::size_t length) {
     logAssertion({.expression = "propertyLength >= sizeof(assets)", .line = 632});
     return nullptr;
   }
-  auto state = createStateDictionary();
+  auto state = createStateDictionary(std::size(kSpeeds) * std::size(kClickStates));
   if (state.get() == nullptr) {
     logAssertion({.expression = "stateDict", .line = 636});
     return nullptr;

@@ -37,8 +37,8 @@ os_state_data_t copyStateData(CFPropertyListRef contents, const char* title) {
   return record;
 }
 
-OwnedObject<CFMutableDictionaryRef> createStateDictionary() {
-  return OwnedObject(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
+OwnedObject<CFMutableDictionaryRef> createStateDictionary(CFIndex expectedEntries) {
+  return OwnedObject(CFDictionaryCreateMutable(kCFAllocatorDefault, expectedEntries, &kCFTypeDictionaryKeyCallBacks,
                                                &kCFTypeDictionaryValueCallBacks));
 }
 

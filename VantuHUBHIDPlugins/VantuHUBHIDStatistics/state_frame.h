@@ -15,8 +15,8 @@
 // when the contents cannot be serialised or there is no memory.
 os_state_data_t copyStateData(CFPropertyListRef contents, const char* title);
 
-// An empty dictionary of objects; NULL when there is no memory.
-OwnedObject<CFMutableDictionaryRef> createStateDictionary();
+// An empty dictionary of objects, of which so many are expected; NULL when there is no memory.
+OwnedObject<CFMutableDictionaryRef> createStateDictionary(CFIndex expectedEntries = 0);
 
 // Set an entry, under a key that is a UTF-8 text. What cannot be made is left out: a number or text without memory, a
 // text that is no ASCII.

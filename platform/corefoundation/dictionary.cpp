@@ -12,7 +12,8 @@
 #include "failures/failures.h"
 
 struct __CFDictionary : hub::platform::Object {
-  __CFDictionary(CFAllocatorRef owner, bool is_mutable, const CFDictionaryKeyCallBacks& its_key_callbacks,
+  __CFDictionary(CFAllocatorRef owner, bool is_mutable, CFIndex capacity,
+                 const CFDictionaryKeyCallBacks& its_key_callbacks,
                  const CFDictionaryValueCallBacks& its_value_callbacks);
   ~__CFDictionary() { release_all(); }
   __CFDictionary(const __CFDictionary&) = delete;
@@ -96,10 +97,10 @@ __CFDictionary& mutable_dictionary_of(CFMutableDictionaryRef dictionary, const c
   return *dictionary;
 }
 
-__CFDictionary* create_dictionary(CFAllocatorRef allocator, bool can_change,
+__CFDictionary* create_dictionary(CFAllocatorRef allocator, bool can_change, CFIndex capacity,
                                   const CFDictionaryKeyCallBacks* key_callbacks,
                                   const CFDictionaryValueCallBacks* value_callbacks) {
-  return create_object<__CFDictionary>(allocator, 0, can_change,
+  return create_object<__CFDictionary>(allocator, 0, can_change, capacity,
                                        key_callbacks != nullptr ? *key_callbacks : CFDictionaryKeyCallBacks{},
                                        value_callbacks != nullptr ? *value_callbacks : CFDictionaryValueCallBacks{});
 }
@@ -114,13 +115,14 @@ std::span<const KeyAndValue> contents_of_dictionary(const Object& dictionary) {
 
 using namespace hub::platform;
 
-__CFDictionary::__CFDictionary(CFAllocatorRef owner, bool is_mutable, const CFDictionaryKeyCallBacks& its_key_callbacks,
+__CFDictionary::__CFDictionary(CFAllocatorRef owner, bool is_mutable, CFIndex capacity,
+                               const CFDictionaryKeyCallBacks& its_key_callbacks,
                                const CFDictionaryValueCallBacks& its_value_callbacks)
     : Object(kDictionaryClass, owner, 1),
       can_change(is_mutable),
       key_callbacks(its_key_callbacks),
       value_callbacks(its_value_callbacks),
-      pairs(owner) {}
+      pairs(owner, static_cast<std::size_t>(std::max<CFIndex>(capacity, 0))) {}
 
 // Neighbouring numbers and addresses spread over the whole table.
 std::uint32_t __CFDictionary::hash_of(const void* key) const {
@@ -199,7 +201,7 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys, 
   if (fails(Fallible::kCFDictionaryCreate)) {
     return nullptr;
   }
-  __CFDictionary* dictionary = create_dictionary(allocator, false, key_callbacks, value_callbacks);
+  __CFDictionary* dictionary = create_dictionary(allocator, false, count, key_callbacks, value_callbacks);
   if (dictionary == nullptr) {
     return nullptr;
   }
@@ -214,13 +216,13 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys, 
   return dictionary;
 }
 
-CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef allocator, CFIndex,
+CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef allocator, CFIndex capacity,
                                                  const CFDictionaryKeyCallBacks* key_callbacks,
                                                  const CFDictionaryValueCallBacks* value_callbacks) {
   if (fails(Fallible::kCFDictionaryCreateMutable)) {
     return nullptr;
   }
-  return create_dictionary(allocator, true, key_callbacks, value_callbacks);
+  return create_dictionary(allocator, true, capacity, key_callbacks, value_callbacks);
 }
 
 CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary) {

@@ -30,7 +30,7 @@ void PairTable::clear() {
 }
 
 void PairTable::grow() {
-  const std::size_t capacity = std::max(kScanned, capacity_ * kGrowth);
+  const std::size_t capacity = std::max(first_capacity_, capacity_ * kGrowth);
   const std::size_t slots = capacity > kScanned ? capacity * kSlotsPerPair : 0;
   void* block = allocate(allocator_, capacity * (sizeof *pairs_ + sizeof *hashes_) + slots * sizeof *slots_);
   if (block == nullptr) {

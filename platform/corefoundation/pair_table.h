@@ -3,6 +3,8 @@
 // pointers that mean nothing here.
 #pragma once
 
+#include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -18,7 +20,9 @@ class PairTable {
  public:
   static constexpr std::size_t kNowhere = SIZE_MAX;
 
-  explicit PairTable(CFAllocatorRef allocator) : allocator_(allocator) {}
+  // `expected` pairs find room at once, within reason.
+  PairTable(CFAllocatorRef allocator, std::size_t expected)
+      : allocator_(allocator), first_capacity_(std::bit_ceil(std::clamp(expected, kScanned, kMostExpected))) {}
   PairTable(const PairTable&) = delete;
   PairTable& operator=(const PairTable&) = delete;
   ~PairTable() { deallocate(allocator_, pairs_); }
@@ -66,7 +70,8 @@ class PairTable {
  private:
   static constexpr std::size_t kScanned = 8;
   static constexpr std::size_t kSlotsPerPair = 2;
-  static constexpr std::size_t kGrowth = 4;  // a snapshot's dozens of entries move once
+  static constexpr std::size_t kGrowth = 4;  // dozens of entries move once
+  static constexpr std::size_t kMostExpected = 1024;
 
   [[nodiscard]] std::size_t slot_count() const { return capacity_ > kScanned ? capacity_ * kSlotsPerPair : 0; }
   [[nodiscard]] std::size_t first_slot(std::uint32_t hash) const { return hash & (slot_count() - 1); }
@@ -76,6 +81,7 @@ class PairTable {
   void take_slot(std::size_t position);
 
   CFAllocatorRef allocator_;
+  std::size_t first_capacity_;
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;  // a power of two
   KeyAndValue* pairs_ = nullptr;
