@@ -203,6 +203,10 @@ TEST_F(Object, of_the_systems_allocator_is_known_to_be_freed_after_others_were_c
       for (std::int64_t value = 0; value < 200; ++value) {
         number(value);
       }
+      std::vector<Owned<CFStringRef>> alike;
+      while (alike.size() < 200) {
+        alike.push_back(string(text.c_str()));
+      }
       use(object);
     }
   };
