@@ -195,24 +195,24 @@ TEST_F(Object, release_after_the_last_one_ends_the_process) {
 
 // The heap's memory is kept for a while, so that this does not depend on what was created meanwhile.
 TEST_F(Object, of_the_systems_allocator_is_known_to_be_freed_after_others_were_created) {
-  const auto use_freed = [](auto use) {
-    for (const std::size_t length : {1U, 5000U}) {
-      const std::string text(length, 'x');
-      const CFTypeRef object = CFStringCreateWithCString(kCFAllocatorDefault, text.c_str(), kCFStringEncodingUTF8);
-      CFRelease(object);
-      for (std::int64_t value = 0; value < 200; ++value) {
-        number(value);
-      }
-      std::vector<Owned<CFStringRef>> alike;
-      while (alike.size() < 200) {
-        alike.push_back(string(text.c_str()));
-      }
-      use(object);
+  const auto use_freed = [](auto use, std::size_t length) {
+    const std::string text(length, 'x');
+    const CFTypeRef object = CFStringCreateWithCString(kCFAllocatorDefault, text.c_str(), kCFStringEncodingUTF8);
+    CFRelease(object);
+    for (std::int64_t value = 0; value < 200; ++value) {
+      number(value);
     }
+    std::vector<Owned<CFStringRef>> alike;
+    while (alike.size() < 200) {
+      alike.push_back(string(text.c_str()));
+    }
+    use(object);
   };
-  EXPECT_DEATH(use_freed(CFRelease), "platform: CFRelease: an object that nobody owns any more");
-  EXPECT_DEATH(use_freed(CFRetain), "platform: CFRetain: an object that nobody owns any more");
-  EXPECT_DEATH(use_freed(CFHash), "platform: CFHash: an object that nobody owns any more");
+  for (const std::size_t length : {1U, 800U, 5000U}) {
+    EXPECT_DEATH(use_freed(CFRelease, length), "platform: CFRelease: an object that nobody owns any more");
+    EXPECT_DEATH(use_freed(CFRetain, length), "platform: CFRetain: an object that nobody owns any more");
+    EXPECT_DEATH(use_freed(CFHash, length), "platform: CFHash: an object that nobody owns any more");
+  }
 }
 
 TEST_F(Object, of_another_type_ends_the_process) {
