@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <exception>
+#include <limits>
 #include <thread>
 #include <utility>
 
@@ -16,6 +17,9 @@ namespace hub::platform {
 namespace {
 
 using std::chrono::milliseconds;
+
+// Beyond it a batch is written as far as it has come.
+constexpr std::size_t kMostPendingBytes = 1 << 20;
 
 // In SQLite a sum beyond 64 bits would become an approximation.
 void add_wrapping(sqlite3_context* context, int, sqlite3_value** summands) {
@@ -104,15 +108,14 @@ SqliteLedger::SqliteLedger(const std::string& file, milliseconds patience)
 
 SqliteLedger::SqliteLedger(Database database)
     : database_(with_wrapping_sum(std::move(database))),
-      clear_scalar_(database_, "DELETE FROM scalar WHERE key = ?1"),
-      set_scalar_(database_,
-                  "INSERT INTO scalar (key, value) VALUES (?1, ?2)"
-                  " ON CONFLICT (key) DO UPDATE SET value = excluded.value"),
-      add_to_scalar_(database_,
-                     "INSERT INTO scalar (key, value) VALUES (?1, ?2)"
-                     " ON CONFLICT (key) DO UPDATE SET value = wrapping_sum(value, excluded.value)"),
-      clear_samples_(database_, "DELETE FROM sample WHERE key = ?1"),
-      push_sample_(database_, "INSERT INTO sample (id, key, value) VALUES ((SELECT max(id) + 1 FROM sample), ?1, ?2)"),
+      delete_scalar_(database_, "DELETE FROM scalar WHERE key = ?1"),
+      add_to_scalars_(database_, {"INSERT INTO scalar (key, value) VALUES ", "(?, ?)",
+                                  " ON CONFLICT (key) DO UPDATE SET value = wrapping_sum(value, excluded.value)", 2}),
+      set_scalars_(database_, {"INSERT INTO scalar (key, value) VALUES ", "(?, ?)",
+                               " ON CONFLICT (key) DO UPDATE SET value = excluded.value", 2}),
+      delete_samples_(database_, "DELETE FROM sample WHERE key = ?1"),
+      last_sample_(database_, "SELECT ifnull(max(id), 0) FROM sample"),
+      insert_samples_(database_, {"INSERT INTO sample (id, key, value) VALUES ", "(?, ?, ?)", "", 3}),
       begin_(database_, "BEGIN IMMEDIATE"),
       commit_(database_, "COMMIT") {}
 
@@ -120,60 +123,88 @@ SqliteLedger::~SqliteLedger() { database_.roll_back(); }
 
 bool SqliteLedger::clear_scalar(std::string_view key) {
   return attempt([&] {
-    clear_scalar_.bind(1, key);
-    clear_scalar_.run();
+    if (scalars_.clear(key)) {
+      delete_scalar_.bind(1, key);
+      delete_scalar_.run();
+    }
   });
 }
 
 bool SqliteLedger::set_scalar(std::string_view key, std::int64_t value) {
-  return attempt([&] {
-    set_scalar_.bind(1, key);
-    set_scalar_.bind(2, value);
-    set_scalar_.run();
-  });
+  return attempt([&] { scalars_.set(key, value); });
 }
 
 bool SqliteLedger::add_to_scalar(std::string_view key, std::int64_t value) {
-  return attempt([&] {
-    add_to_scalar_.bind(1, key);
-    add_to_scalar_.bind(2, value);
-    add_to_scalar_.run();
-  });
+  return attempt([&] { scalars_.add(key, value); });
 }
 
 bool SqliteLedger::clear_distribution(std::string_view key) {
-  return attempt([&] {
-    clear_samples_.bind(1, key);
-    clear_samples_.run();
-  });
+  return attempt([&] { clear_samples(key); });
 }
 
 bool SqliteLedger::set_distribution(std::string_view key, double sample) {
   return std::isfinite(sample) && attempt([&] {
-           if (in_batch_) {
-             replace_samples(key, sample);
-           } else {
-             begin_.run();
-             replace_samples(key, sample);
-             commit_.run();
-           }
+           clear_samples(key);
+           push(key, sample);
          });
 }
 
 bool SqliteLedger::push_to_distribution(std::string_view key, double sample) {
-  return std::isfinite(sample) && attempt([&] {
-           push_sample_.bind(1, key);
-           push_sample_.bind(2, sample);
-           push_sample_.run();
-         });
+  return std::isfinite(sample) && attempt([&] { push(key, sample); });
 }
 
-void SqliteLedger::replace_samples(std::string_view key, double sample) {
-  clear_samples_.bind(1, key);
-  clear_samples_.run();
-  push_sample_.bind(1, key);
-  push_sample_.bind(2, sample);
-  push_sample_.run();
+void SqliteLedger::push(std::string_view key, double sample) { samples_.push(key, next_sample_id(), sample); }
+
+// Deletes at once: which numbers are free for the next samples depends on it.
+void SqliteLedger::clear_samples(std::string_view key) {
+  if (samples_.clear(key)) {
+    delete_samples_.bind(1, key);
+    delete_samples_.run();
+    last_written_sample_.reset();
+  }
+}
+
+std::int64_t SqliteLedger::next_sample_id() {
+  std::optional<std::int64_t> last = samples_.last_id();
+  if (!last) {
+    if (!last_written_sample_) {
+      while (last_sample_.next()) {
+        last_written_sample_ = last_sample_.integer(0);
+      }
+    }
+    last = last_written_sample_;
+  }
+  if (*last == std::numeric_limits<std::int64_t>::max()) {
+    database_.refuse("has no number left for another sample");
+  }
+  return *last + 1;
+}
+
+void SqliteLedger::write_pending() {
+  const auto bind_scalar = [](Statement& statement, int position, const PendingScalars::Entry* row) {
+    statement.bind(position, row->first);
+    statement.bind(position + 1, row->second.value);
+  };
+  const PendingScalars::Rows scalars = scalars_.rows();
+  add_to_scalars_.run(scalars.sums, bind_scalar);
+  set_scalars_.run(scalars.replaced, bind_scalar);
+  insert_samples_.run(samples_.rows(), [](Statement& statement, int position, const PendingSamples::Sample& row) {
+    statement.bind(position, row.id);
+    statement.bind(position + 1, row.entry->first);
+    statement.bind(position + 2, row.value);
+  });
+  forget_pending();
+}
+
+void SqliteLedger::forget_pending() {
+  scalars_.forget();
+  samples_.forget();
+  last_written_sample_.reset();
+}
+
+void SqliteLedger::take_back() {
+  database_.roll_back();
+  forget_pending();
 }
 
 // A failed batch stays open for its owner, but takes nothing more: SQLite may have ended its transaction, and what came
@@ -184,10 +215,20 @@ bool SqliteLedger::attempt(const Operation& operation) {
     return false;
   }
   try {
-    operation();
+    if (in_batch_) {
+      operation();
+      if (scalars_.size_bytes() + samples_.size_bytes() > kMostPendingBytes) {
+        write_pending();
+      }
+    } else {
+      begin_.run();
+      operation();
+      write_pending();
+      commit_.run();
+    }
     return true;
   } catch (const std::exception& error) {
-    database_.roll_back();
+    take_back();
     if (in_batch_) {
       failure_ = error.what();
     }
@@ -210,16 +251,17 @@ void SqliteLedger::commit_batch() {
     throw LedgerError(*failure);
   }
   try {
+    write_pending();
     commit_.run();
-  } catch (const LedgerError&) {
-    database_.roll_back();
+  } catch (...) {
+    take_back();
     throw;
   }
 }
 
 void SqliteLedger::abandon_batch() {
   end_batch("SqliteLedger::abandon_batch");
-  database_.roll_back();
+  take_back();
 }
 
 void SqliteLedger::end_batch(const char* function) {
@@ -230,6 +272,17 @@ void SqliteLedger::end_batch(const char* function) {
   failure_.reset();
 }
 
-LedgerContents SqliteLedger::contents() { return contents_of(database_); }
+LedgerContents SqliteLedger::contents() {
+  if (in_batch_ && !failure_) {
+    try {
+      write_pending();
+    } catch (const std::exception& error) {
+      take_back();
+      failure_ = error.what();
+      throw;
+    }
+  }
+  return contents_of(database_);
+}
 
 }  // namespace hub::platform

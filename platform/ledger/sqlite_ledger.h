@@ -6,9 +6,12 @@
 #include <optional>
 #include <string>
 
+#include "ledger/bulk_statement.h"
 #include "ledger/ledger_contents.h"
 #include "ledger/ledger_error.h"
 #include "ledger/ledger_host.h"
+#include "ledger/pending_samples.h"
+#include "ledger/pending_scalars.h"
 #include "ledger/sqlite.h"
 #include "platform_abi.h"
 
@@ -17,9 +20,11 @@ namespace hub::platform {
 // A ledger in an SQLite file, or in memory. What stands under a key are rows of the tables of ledger_schema.h; the
 // numbers of a key's samples ascend, the oldest first.
 //
-// An operation outside a batch is a transaction of its own and waits for the disk; inside a batch it is cheap. One that
-// returns false has changed nothing, and in a batch it makes the whole batch fail: what the batch did before is taken
-// back and what comes after is not filed. Only a sample that is no finite number is just not filed, with false.
+// An operation outside a batch is a transaction of its own and waits for the disk. A batch is a transaction, too, whose
+// operations are folded in memory and written when it is committed, when its contents are asked for, or when they have
+// become large: the file is then as if they had been written one by one. An operation that returns false has changed
+// nothing, and in a batch it makes the whole batch fail: what the batch did before is taken back and what comes after
+// is not filed. Only a sample that is no finite number is just not filed, with false.
 //
 // What was committed stays, also when the process is killed or the machine stops; a batch that was not is absent. Other
 // processes may read the file at any time and write when no batch is open. [one thread at a time]
@@ -59,7 +64,8 @@ class PLATFORM_EXPORT SqliteLedger final : public Ledger {
   // Takes all of the batch back. Without a batch it is a misuse.
   void abandon_batch();
 
-  // What the ledger holds now, an open batch included. LedgerError when the database fails.
+  // What the ledger holds now, an open batch included. LedgerError when the database fails; an open batch has failed
+  // then.
   [[nodiscard]] LedgerContents contents();
 
  private:
@@ -67,17 +73,26 @@ class PLATFORM_EXPORT SqliteLedger final : public Ledger {
 
   template <typename Operation>
   bool attempt(const Operation& operation);
-  void replace_samples(std::string_view key, double sample);
+  void push(std::string_view key, double sample);
+  void clear_samples(std::string_view key);
+  std::int64_t next_sample_id();
+  void write_pending();
+  void forget_pending();
+  void take_back();
   void end_batch(const char* function);
 
   Database database_;
-  Statement clear_scalar_;
-  Statement set_scalar_;
-  Statement add_to_scalar_;
-  Statement clear_samples_;
-  Statement push_sample_;
+  Statement delete_scalar_;
+  BulkStatement add_to_scalars_;
+  BulkStatement set_scalars_;
+  Statement delete_samples_;
+  Statement last_sample_;
+  BulkStatement insert_samples_;
   Statement begin_;
   Statement commit_;
+  PendingScalars scalars_;
+  PendingSamples samples_;
+  std::optional<std::int64_t> last_written_sample_;  // the number of the table's newest, as far as it is known
   bool in_batch_ = false;
   std::optional<std::string> failure_;  // the first one of the batch
 };

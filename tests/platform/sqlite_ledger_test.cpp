@@ -149,7 +149,7 @@ TEST_F(SqliteLedgerTest, batch_fails_with_whatever_operation_fails) {
   EXPECT_TRUE(ledger.set_scalar("presses", 8));
   EXPECT_FALSE(ledger.set_distribution("latency", 2));
   EXPECT_FALSE(ledger.set_scalar("presses", 9));
-  EXPECT_EQ(error_of([&] { ledger.commit_batch(); }), file() + ": cannot be used: datatype mismatch");
+  EXPECT_EQ(error_of([&] { ledger.commit_batch(); }), file() + ": has no number left for another sample");
   EXPECT_EQ(scalars(), Rows{"presses|7"});
   EXPECT_EQ(samples(), (Rows{"latency|1.5", "latency|0.25", "last|1"}));
 }
