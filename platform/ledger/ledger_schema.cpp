@@ -11,10 +11,11 @@ namespace {
 constexpr std::int64_t kApplicationId = 0x4855424C;  // "HUBL"
 constexpr std::int64_t kVersion = 1;
 
+constexpr const char* kCreateIndex = "CREATE INDEX sample_by_key ON sample (key)";
 constexpr const char* kCreate[] = {
     "CREATE TABLE scalar (key TEXT PRIMARY KEY, value INTEGER)",
     "CREATE TABLE sample (id INTEGER PRIMARY KEY, key TEXT, value REAL)",
-    "CREATE INDEX sample_by_key ON sample (key)",
+    kCreateIndex,
     "PRAGMA user_version = 1",
 };
 static_assert(kVersion == 1, "the last statement sets it");
@@ -28,6 +29,11 @@ constexpr const char* kDescribe = R"(
     FROM sqlite_schema AS m WHERE type <> 'index' AND name NOT LIKE 'sqlite~_%' ESCAPE '~' ORDER BY name))";
 constexpr const char* kDescription =
     "table sample id INTEGER PRIMARY KEY, key TEXT, value REAL; table scalar key TEXT PRIMARY KEY, value INTEGER";
+
+// Indexes, whatever their names, that find samples by their key.
+constexpr const char* kCountIndexes = R"(
+  SELECT count(*) FROM pragma_index_list('sample') AS list JOIN pragma_index_info(list.name) AS part
+  WHERE part.seqno = 0 AND part.name = 'key' AND NOT list.partial)";
 
 std::int64_t identity_of(Database& database) { return database.integer("PRAGMA application_id"); }
 
@@ -54,6 +60,8 @@ void check_tables(Database& database) {
   }
 }
 
+bool has_index(Database& database) { return database.integer(kCountIndexes) != 0; }
+
 }  // namespace
 
 bool is_new(Database& database) {
@@ -72,6 +80,18 @@ void create_tables(Database& database) {
     for (const char* statement : kCreate) {
       database.run(statement);
     }
+  }
+  database.run("COMMIT");
+}
+
+void complete_index(Database& database) {
+  if (has_index(database)) {
+    return;  // without keeping a writer from its work
+  }
+  database.run("BEGIN IMMEDIATE");
+  if (!has_index(database)) {  // nobody else was faster
+    database.run("DROP INDEX IF EXISTS sample_by_key");
+    database.run(kCreateIndex);
   }
   database.run("COMMIT");
 }

@@ -90,6 +90,7 @@ Database open_ledger(const std::string& file, milliseconds patience) {
   check_schema(database);
   switch_to_log(database, patience);
   database.run("PRAGMA synchronous = FULL");
+  complete_index(database);
   return database;
 }
 

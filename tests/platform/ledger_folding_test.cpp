@@ -130,7 +130,7 @@ class LedgerFolding : public LedgerTest {
 };
 
 TEST_F(LedgerFolding, batches_leave_what_their_operations_leave_one_by_one) {
-  for (int turn = 0; turn < 30; ++turn) {
+  for (int turn = 0; turn < 10; ++turn) {
     expect_same(random_operations(100, ""));
     ASSERT_FALSE(HasFailure()) << "turn " << turn;
     fs::remove(path("folded"));
