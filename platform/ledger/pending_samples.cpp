@@ -17,8 +17,8 @@ bool PendingSamples::clear(std::string_view key) {
   if (entry.second.has_no_rows) {
     return false;
   }
+  cleared_.push_back(&entry);  // first: forgetting goes by it
   entry.second.has_no_rows = true;
-  cleared_.push_back(&entry);
   return true;
 }
 

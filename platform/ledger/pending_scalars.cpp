@@ -31,12 +31,12 @@ void PendingScalars::add(std::string_view key, std::int64_t value) {
 bool PendingScalars::clear(std::string_view key) {
   Entry& entry = keys_[key];
   Change& change = entry.second;
-  if (change.kind != Change::Kind::kNone) {
-    rows_[change.place] = nullptr;
-  }
   const bool may_have_row = !change.has_no_row;
   if (may_have_row) {
-    cleared_.push_back(&entry);
+    cleared_.push_back(&entry);  // first: without memory for it nothing has changed
+  }
+  if (change.kind != Change::Kind::kNone) {
+    rows_[change.place] = nullptr;
   }
   change = {};
   change.has_no_row = true;
