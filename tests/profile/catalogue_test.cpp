@@ -2,8 +2,11 @@
 #include "profile/catalogue.h"
 
 #include <algorithm>
+#include <cctype>
+#include <iterator>
 #include <set>
 #include <sstream>
+#include <vector>
 
 #include "profile/core_payloads.h"
 
@@ -77,6 +80,54 @@ TEST(Catalogue, names_events_as_the_decoders_do) {
                   decoder_of(category).event_name(component, event))
             << category << " " << component << " " << event;
       }
+    }
+  }
+}
+
+// A known name, or the number in decimal.
+std::string shown(std::string_view known, unsigned number) {
+  return known.empty() ? std::to_string(number) : std::string(known);
+}
+
+TEST(Catalogue, known_names_are_those_that_a_line_shows) {
+  for (unsigned category = 0; category < 256; ++category) {
+    for (unsigned id = 0; id < 256; ++id) {
+      const _HubProfileReport sample = report(category, id, id, id);
+      ASSERT_EQ(shown(known_category_name(sample), category), NEBLogDecoder::category_to_string(category));
+      ASSERT_EQ(shown(known_component_name(sample), id), NEBLogDecoder::component_to_string(category, id));
+      ASSERT_EQ(shown(known_event_name(sample), id), decoder_of(category).event_name(id, id));
+      ASSERT_EQ(shown(known_type_name(sample), id), profile_decoder::type_name(id));
+    }
+  }
+}
+
+TEST(Catalogue, number_beyond_all_subtypes_has_no_known_name) {
+  EXPECT_EQ(known_subtype_name(report(7, 0, 0, 3), 50), "PlayAssetBegin");
+  EXPECT_EQ(known_subtype_name(report(7, 0, 0, 3), ~0U), "");
+  EXPECT_EQ(known_subtype_name(report(8, 0, 0, 3), 50), "");
+}
+
+bool is_word(std::string_view name) {
+  return !name.empty() && std::all_of(name.begin(), name.end(), [](char letter) {
+    return std::isalnum(static_cast<unsigned char>(letter)) != 0 || letter == '-' || letter == '_';
+  });
+}
+
+// So forms write them without a look at their characters, and an empty one is free to mean none.
+TEST(Catalogue, every_name_is_a_word) {
+  std::vector<NameTable> tables = {kCategoryNames, kTypeNames};
+  for (const Category* category : kCategories) {
+    if (category->components != nullptr) {
+      tables.push_back(*category->components);
+    }
+    for (const auto& rows : {category->events, category->subtypes}) {
+      std::transform(rows.begin(), rows.end(), std::back_inserter(tables),
+                     [](const ComponentNames& row) { return *row.names; });
+    }
+  }
+  for (const NameTable& table : tables) {
+    for (const profile_decoder::entry& row : table.rows()) {
+      EXPECT_TRUE(is_word(row.name)) << row.id << " " << row.name;
     }
   }
 }
