@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "host/device/json_text.h"
+#include "host/forms/ready_text.h"
 #include "host/forms/value_text.h"
 #include "host/text/utf8_text.h"
 #include "profile/catalogue.h"
@@ -17,7 +18,7 @@ using Report = _HubProfileReport;
 
 // --- Values ---
 
-void append_number(std::string& out, const FieldValue& value) {
+void append_number(LineBuffer& out, const FieldValue& value) {
   if (value.is_hexadecimal()) {
     append_hexadecimal(out, value.number());
   } else {
@@ -25,10 +26,45 @@ void append_number(std::string& out, const FieldValue& value) {
   }
 }
 
-// How a text is written depends on what stands beside it; all else is the same everywhere.
-using AppendText = void (*)(std::string& out, std::string_view text);
+CellContent content_of(std::uint8_t traits) {
+  return (traits & kHasCsvDelimiter) != 0 ? CellContent::kText : CellContent::kPlain;
+}
 
-void append_value(std::string& out, const FieldValue& value, AppendText append_text) {
+// A text that has a cell for itself.
+CellContent append_alone(LineBuffer& out, std::string_view text) {
+  const std::uint8_t traits = traits_of(text);
+  if ((traits & kHasJsonEscape) == 0) {
+    out += text;
+  } else {
+    std::string readable;
+    append_readable(readable, text);
+    out += readable;
+  }
+  return content_of(traits);
+}
+
+// Among items with blanks between them, a text must show where it ends.
+CellContent append_delimited(LineBuffer& out, std::string_view text) {
+  constexpr std::size_t kTwoQuotes = 2;
+  const std::uint8_t traits = traits_of(text);
+  if (!text.empty() && (traits & (kHasJsonEscape | kHasBlank)) == 0) {
+    out += text;
+    return content_of(traits);
+  }
+  const std::size_t start = out.size();
+  append_json_string(out, text);
+  // Of what is not ASCII most stands in a JSON string as it is.
+  const bool as_it_is = out.size() - start == text.size() + kTwoQuotes && (traits & kHasBlank) == 0;
+  if (as_it_is && !text.empty()) {
+    out.truncate(start);
+    out += text;
+  }
+  return CellContent::kText;
+}
+
+// How a text is written depends on what stands beside it; all else is the same everywhere.
+template <CellContent append_text(LineBuffer& out, std::string_view text)>
+CellContent append_value(LineBuffer& out, const FieldValue& value) {
   switch (value.type()) {
     case FieldType::kNumber:
       append_number(out, value);
@@ -37,94 +73,100 @@ void append_value(std::string& out, const FieldValue& value, AppendText append_t
       append_real(out, value.real());
       break;
     case FieldType::kText:
-      append_text(out, value.text());
-      break;
+      return append_text(out, value.text());
     case FieldType::kBytes:
       append_hexadecimal(out, value.bytes());
       break;
     case FieldType::kName:
-      append_text(out, value.name());
+      append_name(out, value.known_name(), value.number());
       break;
   }
-}
-
-// Among items with blanks between them, a text must show where it ends.
-void append_delimited(std::string& out, std::string_view text) {
-  constexpr std::size_t kTwoQuotes = 2;
-  const std::size_t start = out.size();
-  append_json_string(out, text);
-  const bool as_it_is = out.size() - start == text.size() + kTwoQuotes && text.find(' ') == std::string_view::npos;
-  if (as_it_is && !text.empty()) {
-    out.pop_back();
-    out.erase(start, 1);
-  }
+  return CellContent::kPlain;
 }
 
 // --- Columns ---
 
 using Field = std::optional<RecordField>;
 
-void append_field(const Field& field, const Report& report, std::string& out) {
-  const FieldValues values = field->values_of(report);
-  if (!values.empty()) {
-    append_value(out, values[0], append_readable);
-  }
+CellContent append_header_number(const Field& field, const Report& report, LineBuffer& out) {
+  append_decimal(out, field->header_item()->number_of(report));
+  return CellContent::kPlain;
 }
 
-void append_field_number(const Field& field, const Report& report, std::string& out) {
+CellContent append_header_name(const Field& field, const Report& report, LineBuffer& out) {
+  const HeaderItem& item = *field->header_item();
+  append_name(out, item.name_of(report), item.number_of(report));
+  return CellContent::kPlain;
+}
+
+CellContent append_payload_field(const Field& field, const Report& report, LineBuffer& out) {
+  const FieldValues values = field->values_of(report);
+  return values.empty() ? CellContent::kPlain : append_value<append_alone>(out, values[0]);
+}
+
+CellContent append_field_number(const Field& field, const Report& report, LineBuffer& out) {
   const FieldValues values = field->values_of(report);
   if (!values.empty()) {
     append_decimal(out, values[0].number());
   }
+  return CellContent::kPlain;
 }
 
-void append_field_bytes(const Field& field, const Report& report, std::string& out) {
+CellContent append_field_bytes(const Field& field, const Report& report, LineBuffer& out) {
   const FieldValues values = field->values_of(report);
   if (!values.empty()) {
     append_hexadecimal(out, std::as_bytes(std::span(values[0].text())));
   }
+  return CellContent::kPlain;
 }
 
-void append_calendar_time(const Field& /*field*/, const Report& report, std::string& out) {
+CellContent append_calendar_time(const Field& /*field*/, const Report& report, LineBuffer& out) {
   std::string calendar_time;
   if (profile_decoder::hub_time_to_wall_time(report.timestamp, calendar_time)) {
     out += calendar_time;
   }
+  return CellContent::kText;
 }
 
-void append_boot_time(const Field& /*field*/, const Report& /*report*/, std::string& out) {
+CellContent append_boot_time(const Field& /*field*/, const Report& /*report*/, LineBuffer& out) {
   unsigned long long boot_time_us = 0;
   if (profile_decoder::get_boot_time(boot_time_us)) {
     append_decimal(out, boot_time_us);
   }
+  return CellContent::kPlain;
 }
 
-void append_binary_data(const Field& /*field*/, const Report& report, std::string& out) {
+CellContent append_binary_data(const Field& /*field*/, const Report& report, LineBuffer& out) {
   append_hexadecimal(out, std::as_bytes(std::span(&report, 1)));
+  return CellContent::kPlain;
 }
 
-void append_items(const profile::Layout& layout, const Report& report, std::string& out) {
+const ReadyKeys kItemKeys("", " ", "=");
+
+CellContent append_items(const profile::Layout& layout, const Report& report, LineBuffer& out) {
+  CellContent content = CellContent::kPlain;
+  const ReadyText* key = kItemKeys.of(layout).data();
   for (const profile::Field& field : layout.fields) {
-    out += field.key;
-    out += '=';
-    append_value(out, FieldValue(report, field), append_delimited);
-    out += ' ';
+    out += *key++;
+    content = std::max(content, append_value<append_delimited>(out, {report, field}));
   }
+  return content;
 }
 
-void append_payload(const Field& /*field*/, const Report& report, std::string& out) {
+CellContent append_payload(const Field& /*field*/, const Report& report, LineBuffer& out) {
   const profile::Rendering rendering = profile::rendering_of(report);
   if (rendering.first == nullptr) {
-    return;
+    return CellContent::kPlain;
   }
-  append_items(*rendering.first, report, out);
+  CellContent content = append_items(*rendering.first, report, out);
   if (rendering.second != nullptr && rendering.second != rendering.first) {
-    append_items(*rendering.second, report, out);
+    out += ' ';
+    content = std::max(content, append_items(*rendering.second, report, out));
   }
-  out.pop_back();  // the blank behind the last item
+  return content;
 }
 
-using AppendColumn = void (*)(const Field& field, const Report& report, std::string& out);
+using AppendColumn = CellContent (*)(const Field& field, const Report& report, LineBuffer& out);
 
 struct WholeRecordColumn {
   std::string_view name;
@@ -150,14 +192,16 @@ constexpr KeySuffix kKeySuffixes[] = {
     {"-bytes", FieldType::kText, append_field_bytes},
 };
 
-bool is_of_header(std::string_view name) {
-  return std::any_of(kHeaderItems.begin(), kHeaderItems.end(),
-                     [name](const HeaderItem& item) { return item.name == name; });
+AppendColumn value_of(const RecordField& field) {
+  if (field.header_item() == nullptr) {
+    return append_payload_field;
+  }
+  return field.type() == FieldType::kName ? append_header_name : append_header_number;
 }
 
 // The numbers of the header have names of their own.
 bool goes_with(const KeySuffix& suffix, const RecordField& field) {
-  return field.type() == suffix.type && !is_of_header(field.name());
+  return field.type() == suffix.type && field.header_item() == nullptr;
 }
 
 std::string unknown_field_text(std::string_view name, std::string_view list) {
@@ -181,7 +225,8 @@ std::optional<CsvColumn> CsvColumn::named(std::string_view name) {
     }
   }
   if (auto field = RecordField::named(name)) {
-    return CsvColumn(name, std::move(field), append_field);
+    const AppendColumn append = value_of(*field);
+    return CsvColumn(name, std::move(field), append);
   }
   for (const KeySuffix& suffix : kKeySuffixes) {
     if (name.ends_with(suffix.suffix)) {

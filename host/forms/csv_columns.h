@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/forms/line_buffer.h"
 #include "host/records/record_fields.h"
 
 namespace hub::host {
@@ -17,6 +18,12 @@ namespace hub::host {
 class UnknownField : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+// What the characters of a cell are.
+enum class CellContent : std::uint8_t {
+  kPlain,  // none that CSV must quote
+  kText,   // any
 };
 
 // One column, by its name:
@@ -44,11 +51,13 @@ class CsvColumn {
   [[nodiscard]] const std::string& name() const { return name_; }
 
   // Appends what the column shows of the record, without any quotes of CSV; nothing when the record has no such field.
-  // Bytes of a text that belong to no character are the replacement character. [any thread]
-  void append(const _HubProfileReport& report, std::string& out) const { append_(field_, report, out); }
+  // Bytes of a text that belong to no character are the replacement character. Whether a character that CSV must quote
+  // may be in it: not where all is numbers. [any thread]
+  CellContent append(const _HubProfileReport& report, LineBuffer& out) const { return append_(field_, report, out); }
 
  private:
-  using Append = void (*)(const std::optional<RecordField>& field, const _HubProfileReport& report, std::string& out);
+  using Append = CellContent (*)(const std::optional<RecordField>& field, const _HubProfileReport& report,
+                                 LineBuffer& out);
 
   CsvColumn(std::string_view name, std::optional<RecordField> field, Append writer)
       : name_(name), field_(std::move(field)), append_(writer) {}

@@ -2,46 +2,37 @@
 #include "host/forms/csv_format.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
 #include <string_view>
+
+#include "host/forms/value_text.h"
 
 namespace hub::host {
 namespace {
 
 constexpr std::string_view kLineEnd = "\r\n";
 
-constexpr std::array<bool, 256> make_special() {
-  std::array<bool, 256> special{};
-  for (const char character : {',', '"', '\r', '\n'}) {
-    special[static_cast<std::uint8_t>(character)] = true;
-  }
-  return special;
-}
-
-constexpr std::array<bool, 256> kSpecial = make_special();
-
-bool is_special(char character) { return kSpecial[static_cast<std::uint8_t>(character)]; }
-
 // Puts the cell that begins at `start` into quotes where its characters need it: in place, from its end on.
-void quote_where_needed(std::string& out, std::size_t start) {
-  const auto cell = out.cbegin() + static_cast<std::ptrdiff_t>(start);
-  if (std::none_of(cell, out.cend(), is_special)) {
+void quote_where_needed(LineBuffer& line, std::size_t start) {
+  const std::string_view cell = line.view().substr(start);
+  if ((traits_of(cell) & kHasCsvDelimiter) == 0) {
     return;
   }
-  const auto quotes = static_cast<std::size_t>(std::count(cell, out.cend(), '"'));
-  std::size_t from = out.size();
-  out.resize(out.size() + quotes + 2);
-  std::size_t to = out.size();
-  out[--to] = '"';
-  while (from > start) {
-    const char character = out[--from];
-    out[--to] = character;
-    if (character == '"') {
-      out[--to] = '"';
+  const auto added = static_cast<std::size_t>(std::count(cell.begin(), cell.end(), '"')) + 2;
+  const std::size_t length = cell.size();
+  char* const unquoted_end = line.room(added);
+  char* const end = unquoted_end + added;
+  const char* from = unquoted_end;
+  const char* const begin = from - length;
+  char* to = end;
+  *--to = '"';
+  while (from > begin) {
+    *--to = *--from;
+    if (*from == '"') {
+      *--to = '"';
     }
   }
-  out[--to] = '"';
+  *--to = '"';
+  line.advance_to(end);
 }
 
 }  // namespace
@@ -55,20 +46,21 @@ void CsvFormat::begin(std::string& out) {
 }
 
 bool CsvFormat::append(const _HubProfileReport& report, std::string& out) {
-  const std::size_t line = out.size();
+  line_.clear();
   for (const CsvColumn& column : columns_) {
-    if (&column != &columns_.front()) {
-      out += ',';
+    const std::size_t cell = line_.size();
+    if (column.append(report, line_) == CellContent::kText) {
+      quote_where_needed(line_, cell);
     }
-    const std::size_t cell = out.size();
-    column.append(report, out);
-    quote_where_needed(out, cell);
+    line_ += ',';
   }
+  line_.truncate(line_.size() - 1);  // the comma behind the last cell
   // Readers would skip an empty line; an empty cell in quotes is a record.
-  if (out.size() == line) {
-    out += "\"\"";
+  if (line_.size() == 0) {
+    line_ += "\"\"";
   }
-  out += kLineEnd;
+  line_ += kLineEnd;
+  out += line_.view();
   return true;
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/forms/csv_columns.h"
+#include "host/forms/line_buffer.h"
 #include "host/records/record_format.h"
 
 namespace hub::host {
@@ -23,6 +24,7 @@ class CsvFormat : public RecordFormat {
 
  private:
   std::vector<CsvColumn> columns_;
+  LineBuffer line_;  // of the present record; reused
 };
 
 }  // namespace hub::host

@@ -2,8 +2,13 @@
 // Records as JSON, one object a line.
 #pragma once
 
+#include <string>
 #include <string_view>
+#include <vector>
 
+#include "host/forms/line_buffer.h"
+#include "host/forms/ready_text.h"
+#include "host/records/record_fields.h"
 #include "host/records/record_format.h"
 
 namespace hub::host {
@@ -18,7 +23,23 @@ inline constexpr std::string_view kJsonlFormat = "hub-profile/1";
 // had. payload_json.h says what rows are.
 class JsonlFormat : public RecordFormat {
  public:
+  JsonlFormat();
+
   bool append(const _HubProfileReport& report, std::string& out) override;
+
+ private:
+  // An item's key with what stands around it.
+  struct HeaderMember {
+    ReadyText key;
+    const HeaderItem* item;
+  };
+
+  void append_header(const _HubProfileReport& report);
+  void append_times(const _HubProfileReport& report);
+
+  std::vector<HeaderMember> header_;
+  LineBuffer line_;            // of the present record; reused, as is
+  std::string calendar_time_;  // its time
 };
 
 }  // namespace hub::host

@@ -4,8 +4,8 @@
 #include <span>
 #include <string_view>
 
+#include "host/forms/ready_text.h"
 #include "host/forms/value_text.h"
-#include "host/text/utf8_text.h"
 #include "profile/catalogue.h"
 
 namespace hub::host {
@@ -17,42 +17,37 @@ using profile::Payload;
 
 namespace {
 
-// Keys are constants of ours that need no escapes.
-void append_key(std::string& out, std::string_view key) {
-  out += '"';
-  out += key;
-  out += "\":";
-}
+// Keys and names of layouts are constants of ours that need no escapes.
+const ReadyKeys kKeys("{\"", ",\"", "\":");
 
-void append_derived_key(std::string& out, std::string_view key, std::string_view suffix) {
+void append_derived_key(LineBuffer& out, std::string_view key, std::string_view suffix) {
   out += ",\"";
   out += key;
   out += suffix;
   out += "\":";
 }
 
-void append_hexadecimal_string(std::string& out, std::span<const std::byte> bytes) {
+void append_hexadecimal_string(LineBuffer& out, std::span<const std::byte> bytes) {
   out += '"';
   append_hexadecimal(out, bytes);
   out += '"';
 }
 
-void append_text(std::string& out, std::string_view key, std::string_view text) {
-  append_json_string(out, text);
-  if (utf8_prefix_bytes(text) < text.size()) {
+void append_text(LineBuffer& out, std::string_view key, std::string_view text) {
+  if (!append_json_string(out, text)) {
     append_derived_key(out, key, "-bytes");
     append_hexadecimal_string(out, std::as_bytes(std::span(text)));
   }
 }
 
-void append_subtype(std::string& out, std::string_view key, std::uint32_t subtype, const _HubProfileReport& report) {
+void append_subtype(LineBuffer& out, std::string_view key, std::uint32_t subtype, const _HubProfileReport& report) {
   append_decimal(out, subtype);
   append_derived_key(out, key, "-name");
-  append_json_string(out, profile::subtype_name_of(report, subtype));
+  append_json_name(out, profile::known_subtype_name(report, subtype), subtype);
 }
 
 // The value of a row, and the member that some rows have behind it.
-void append_row(std::string& out, const Field& field, const _HubProfileReport& report, Integers integers) {
+void append_row(LineBuffer& out, const Field& field, const _HubProfileReport& report, Integers integers) {
   const Payload payload = profile::payload_of(report);
   switch (field.kind.form) {
     case Form::kUnsigned:
@@ -79,37 +74,39 @@ void append_row(std::string& out, const Field& field, const _HubProfileReport& r
   }
 }
 
-void append_layout(std::string& out, const Layout& layout, const _HubProfileReport& report, Integers integers) {
-  char separator = '{';
+void append_layout(LineBuffer& out, const Layout& layout, const _HubProfileReport& report, Integers integers) {
+  out += '"';
+  out += layout.name;
+  out += "\":";
+  const ReadyText* key = kKeys.of(layout).data();
   for (const Field& field : layout.fields) {
-    out += separator;
-    append_key(out, field.key);
+    out += *key++;
     append_row(out, field, report, integers);
-    separator = ',';
   }
   out += '}';
 }
 
 }  // namespace
 
-void append_json_integer(std::string& out, std::uint64_t number, Integers integers) {
-  const bool is_quoted = integers == Integers::kReadable && number > kLargestReadableInteger;
-  out += is_quoted ? "\"" : "";
+void append_json_integer(LineBuffer& out, std::uint64_t number, Integers integers) {
+  if (integers == Integers::kAsNumbers || number <= kLargestReadableInteger) {
+    append_decimal(out, number);
+    return;
+  }
+  out += '"';
   append_decimal(out, number);
-  out += is_quoted ? "\"" : "";
+  out += '"';
 }
 
-void append_payload_members(std::string& out, const _HubProfileReport& report, Integers integers) {
+void append_payload_members(LineBuffer& out, const _HubProfileReport& report, Integers integers) {
   const profile::Rendering rendering = profile::rendering_of(report);
-  const Layout* second = rendering.second != rendering.first ? rendering.second : nullptr;
-  bool is_first = true;
-  for (const Layout* layout : {rendering.first, second}) {
-    if (layout != nullptr) {
-      out += is_first ? "" : ",";
-      append_key(out, layout->name);
-      append_layout(out, *layout, report, integers);
-      is_first = false;
-    }
+  if (rendering.first == nullptr) {
+    return;
+  }
+  append_layout(out, *rendering.first, report, integers);
+  if (rendering.second != nullptr && rendering.second != rendering.first) {
+    out += ',';
+    append_layout(out, *rendering.second, report, integers);
   }
 }
 

@@ -8,7 +8,7 @@
 
 namespace hub::host {
 
-void append_record_arguments(std::string& out, const _HubProfileReport& report) {
+void append_record_arguments(LineBuffer& out, const _HubProfileReport& report) {
   char separator = '{';
   for (const HeaderItem& item : kHeaderItems) {
     if (item.name_of == nullptr) {
@@ -22,7 +22,7 @@ void append_record_arguments(std::string& out, const _HubProfileReport& report) 
   out += ',';
   append_payload_members(out, report, Integers::kReadable);
   if (out.size() == length_before + 1) {
-    out.pop_back();
+    out.truncate(length_before);
   }
   out += '}';
 }

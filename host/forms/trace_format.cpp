@@ -66,7 +66,7 @@ std::string point_name(const Report& report) {
   for (const Layout* layout : {rendering.first, rendering.second}) {
     for (const Field& field : layout != nullptr ? layout->fields : std::span<const Field>()) {
       if (field.kind.form == profile::Form::kSubtype) {
-        return FieldValue(report, field).name();
+        return profile::subtype_name_of(report, static_cast<std::uint32_t>(FieldValue(report, field).number()));
       }
     }
   }
@@ -90,17 +90,17 @@ std::string lane_name(const Report& report, const TraceThread& thread, std::size
   return name;
 }
 
-void append_number(std::string_view key, std::uint64_t number, std::string& out) {
+void append_number(std::string_view key, std::uint64_t number, LineBuffer& out) {
   out += key;
   append_json_integer(out, number, Integers::kReadable);
 }
 
-void append_category(const Report& report, std::string& out) {
+void append_category(const Report& report, LineBuffer& out) {
   out += R"(,"cat":)";
   append_json_string(out, category_name(report));
 }
 
-void append_track(const Report& report, std::uint32_t track, std::string& out) {
+void append_track(const Report& report, std::uint32_t track, LineBuffer& out) {
   append_number(R"(,"pid":)", process_of(report), out);
   append_number(R"(,"tid":)", track, out);
 }
@@ -116,11 +116,13 @@ void TraceFormat::end(std::string& out) { out += "\n]}\n"; }
 bool TraceFormat::append(const Report& report, std::string& out) {
   arguments_.clear();
   append_record_arguments(arguments_, report);
+  events_.clear();
   if (const auto call = call_of(report)) {
-    append_call(report, *call, out);
+    append_call(report, *call, events_);
   } else {
-    append_point(report, out);
+    append_point(report, events_);
   }
+  out += events_.view();
   return true;
 }
 
@@ -143,7 +145,7 @@ std::optional<TraceFormat::Call> TraceFormat::call_of(const Report& report) {
   return std::nullopt;
 }
 
-void TraceFormat::append_call(const Report& report, const Call& call, std::string& out) {
+void TraceFormat::append_call(const Report& report, const Call& call, LineBuffer& out) {
   const TraceSpan span = clock_.place(report, call.duration_us);
   if (const auto track = tracks_.lane_for(call.thread, visible(span), call.depth)) {
     if (track->is_new) {
@@ -155,7 +157,7 @@ void TraceFormat::append_call(const Report& report, const Call& call, std::strin
   }
 }
 
-void TraceFormat::append_point(const Report& report, std::string& out) {
+void TraceFormat::append_point(const Report& report, LineBuffer& out) {
   const TraceSpan span = clock_.place(report, 0);
   const std::string name = point_name(report);
   const std::uint32_t track = component_track(report, out);
@@ -165,7 +167,7 @@ void TraceFormat::append_point(const Report& report, std::string& out) {
   }
 }
 
-std::uint32_t TraceFormat::component_track(const Report& report, std::string& out) {
+std::uint32_t TraceFormat::component_track(const Report& report, LineBuffer& out) {
   const TraceTrack track = tracks_.track_of(report.category_id, report.component_id);
   if (track.is_new) {
     announce(report, track.id, component_name(report), out);
@@ -173,7 +175,7 @@ std::uint32_t TraceFormat::component_track(const Report& report, std::string& ou
   return track.id;
 }
 
-void TraceFormat::announce(const Report& report, std::uint32_t track, std::string_view name, std::string& out) {
+void TraceFormat::announce(const Report& report, std::uint32_t track, std::string_view name, LineBuffer& out) {
   if (!announced_categories_.test(report.category_id)) {
     announced_categories_.set(report.category_id);
     append_metadata(report, "process_name", track, category_name(report), out);
@@ -182,7 +184,7 @@ void TraceFormat::announce(const Report& report, std::uint32_t track, std::strin
 }
 
 void TraceFormat::append_metadata(const Report& report, std::string_view what, std::uint32_t track,
-                                  std::string_view name, std::string& out) {
+                                  std::string_view name, LineBuffer& out) {
   begin_event(what, out);
   out += R"(,"ph":"M")";
   append_track(report, track, out);
@@ -192,7 +194,7 @@ void TraceFormat::append_metadata(const Report& report, std::string_view what, s
 }
 
 void TraceFormat::append_slice(const Report& report, std::string_view name, std::uint32_t track, const TraceSpan& span,
-                               std::string& out) {
+                               LineBuffer& out) {
   begin_event(name, out);
   append_category(report, out);
   append_number(R"(,"ph":"X","ts":)", span.start_us, out);
@@ -202,7 +204,7 @@ void TraceFormat::append_slice(const Report& report, std::string_view name, std:
 }
 
 void TraceFormat::append_instant(const Report& report, std::string_view name, std::uint32_t track,
-                                 std::uint64_t time_us, std::string& out) {
+                                 std::uint64_t time_us, LineBuffer& out) {
   begin_event(name, out);
   append_category(report, out);
   append_number(R"(,"ph":"i","s":"t","ts":)", time_us, out);
@@ -210,16 +212,16 @@ void TraceFormat::append_instant(const Report& report, std::string_view name, st
   append_arguments(out);
 }
 
-void TraceFormat::begin_event(std::string_view name, std::string& out) {
-  out += is_first_event_ ? "\n" : ",\n";
+void TraceFormat::begin_event(std::string_view name, LineBuffer& out) {
+  out += std::string_view(is_first_event_ ? "\n" : ",\n");
   is_first_event_ = false;
   out += R"({"name":)";
   append_json_string(out, name);
 }
 
-void TraceFormat::append_arguments(std::string& out) const {
+void TraceFormat::append_arguments(LineBuffer& out) const {
   out += R"(,"args":)";
-  out += arguments_;
+  out += arguments_.view();
   out += '}';
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "host/forms/line_buffer.h"
 #include "host/forms/trace_clock.h"
 #include "host/forms/trace_tracks.h"
 #include "host/records/record_format.h"
@@ -56,27 +57,28 @@ class TraceFormat final : public RecordFormat {
 
   static std::optional<Call> call_of(const _HubProfileReport& report);
 
-  void append_call(const _HubProfileReport& report, const Call& call, std::string& out);
-  void append_point(const _HubProfileReport& report, std::string& out);
+  void append_call(const _HubProfileReport& report, const Call& call, LineBuffer& out);
+  void append_point(const _HubProfileReport& report, LineBuffer& out);
 
   // The thread of the record's component, announced.
-  std::uint32_t component_track(const _HubProfileReport& report, std::string& out);
-  void announce(const _HubProfileReport& report, std::uint32_t track, std::string_view name, std::string& out);
+  std::uint32_t component_track(const _HubProfileReport& report, LineBuffer& out);
+  void announce(const _HubProfileReport& report, std::uint32_t track, std::string_view name, LineBuffer& out);
 
   void append_metadata(const _HubProfileReport& report, std::string_view what, std::uint32_t track,
-                       std::string_view name, std::string& out);
+                       std::string_view name, LineBuffer& out);
   void append_slice(const _HubProfileReport& report, std::string_view name, std::uint32_t track, const TraceSpan& span,
-                    std::string& out);
+                    LineBuffer& out);
   void append_instant(const _HubProfileReport& report, std::string_view name, std::uint32_t track,
-                      std::uint64_t time_us, std::string& out);
-  void begin_event(std::string_view name, std::string& out);
-  void append_arguments(std::string& out) const;
+                      std::uint64_t time_us, LineBuffer& out);
+  void begin_event(std::string_view name, LineBuffer& out);
+  void append_arguments(LineBuffer& out) const;
 
   TraceClock clock_;
   TraceTracks tracks_;
   std::bitset<256> announced_categories_;
   bool is_first_event_ = true;
-  std::string arguments_;  // of the present record; reused
+  LineBuffer events_;     // of the present record; reused, as are
+  LineBuffer arguments_;  // their arguments
 };
 
 }  // namespace hub::host

@@ -2,21 +2,11 @@
 #include "host/forms/value_text.h"
 
 #include <array>
-#include <charconv>
 
 #include "host/text/utf8_text.h"
 
 namespace hub::host {
 namespace {
-
-constexpr std::string_view kHexDigits = "0123456789abcdef";
-
-template <typename... Arguments>
-void append_digits(std::string& out, Arguments... arguments) {
-  std::array<char, 32> room;  // of 64 bits in decimal, or a double's 17 digits with sign, point and exponent
-  char* const end = std::to_chars(room.begin(), room.end(), arguments...).ptr;
-  out.append(room.begin(), end);
-}
 
 // How a character stands in a JSON string; no text: as it is.
 struct Escape {
@@ -30,7 +20,7 @@ constexpr std::size_t kAsciiEnd = 0x80;
 constexpr Escape short_escape(char letter) { return {{'\\', letter}, 2}; }
 
 constexpr Escape numbered_escape(std::size_t character) {
-  return {{'\\', 'u', '0', '0', kHexDigits[character / 16], kHexDigits[character % 16]}, 6};
+  return {{'\\', 'u', '0', '0', kHexadecimalDigits[character / 16], kHexadecimalDigits[character % 16]}, 6};
 }
 
 constexpr std::array<Escape, kCharactersWithEscape> make_escapes() {
@@ -58,14 +48,19 @@ constexpr std::string_view kParagraphSeparator = "\u2029";
 
 std::uint8_t byte_at(std::string_view text, std::size_t index) { return static_cast<std::uint8_t>(text[index]); }
 
-// How many of the leading bytes are ASCII that stands in a string as it is.
-std::size_t plain_bytes(std::string_view text) {
-  std::size_t length = 0;
-  while (length < text.size() && byte_at(text, length) < kAsciiEnd && kEscapes[byte_at(text, length)].length == 0) {
-    ++length;
+constexpr std::array<std::uint8_t, 256> make_traits() {
+  std::array<std::uint8_t, 256> traits{};
+  for (std::size_t byte = 0; byte < traits.size(); ++byte) {
+    traits[byte] = byte >= kAsciiEnd || kEscapes[byte].length > 0 ? kHasJsonEscape : kPlainText;
   }
-  return length;
+  traits[' '] |= kHasBlank;
+  for (const char delimiter : {',', '"', '\r', '\n'}) {
+    traits[static_cast<std::uint8_t>(delimiter)] |= kHasCsvDelimiter;
+  }
+  return traits;
 }
+
+constexpr std::array<std::uint8_t, 256> kTraits = make_traits();
 
 // The one of two bytes that has an escape is the control character of its second byte: U+0080 to U+009F.
 std::string_view escape_of(std::string_view character) {
@@ -81,45 +76,44 @@ std::string_view escape_of(std::string_view character) {
   return character == kParagraphSeparator ? "\\u2029" : "";
 }
 
-void append_character(std::string& out, std::string_view character) {
-  const std::string_view escape = escape_of(character);
+// Appends the first character, escaped where that must be, and takes it off the text. False when the first byte belongs
+// to no character: then the replacement character stands for it.
+bool append_character(LineBuffer& out, std::string_view& text) {
+  const std::size_t length = utf8_character_bytes(text);
+  const std::string_view character = text.substr(0, length);
+  const std::string_view escape = length > 0 ? escape_of(character) : kReplacementCharacter;
   out += escape.empty() ? character : escape;
+  text.remove_prefix(length > 0 ? length : 1);
+  return length > 0;
 }
 
 }  // namespace
 
-void append_decimal(std::string& out, std::uint64_t number) { append_digits(out, number); }
-
-void append_hexadecimal(std::string& out, std::uint64_t number) { append_digits(out, number, 16); }
-
-void append_real(std::string& out, double number) { append_digits(out, number); }
-
-void append_hexadecimal(std::string& out, std::span<const std::byte> bytes) {
-  for (const std::byte byte : bytes) {
-    const auto number = std::to_integer<std::size_t>(byte);
-    const char digits[] = {kHexDigits[number / 16], kHexDigits[number % 16]};
-    out.append(digits, sizeof digits);
+std::uint8_t traits_of(std::string_view text) {
+  std::uint8_t traits = kPlainText;
+  for (const char character : text) {
+    traits |= kTraits[static_cast<std::uint8_t>(character)];
   }
+  return traits;
 }
 
-void append_json_string(std::string& out, std::string_view text) {
+bool append_json_string(LineBuffer& out, std::string_view text) {
+  bool is_all_characters = true;
   out += '"';
-  while (!text.empty()) {
-    const std::size_t plain = plain_bytes(text);
-    out += text.substr(0, plain);
-    text.remove_prefix(plain);
-    if (text.empty()) {
-      break;
-    }
-    const std::size_t length = utf8_character_bytes(text);
-    if (length == 0) {
-      out += kReplacementCharacter;
-      text.remove_prefix(1);
-    } else {
-      append_character(out, text.substr(0, length));
-      text.remove_prefix(length);
-    }
+  if ((traits_of(text) & kHasJsonEscape) == 0) {
+    out += text;
+    text = {};
   }
+  while (!text.empty()) {
+    is_all_characters &= append_character(out, text);
+  }
+  out += '"';
+  return is_all_characters;
+}
+
+void append_json_name(LineBuffer& out, std::string_view name, std::uint64_t number) {
+  out += '"';
+  append_name(out, name, number);
   out += '"';
 }
 

@@ -6,41 +6,15 @@
 #include <numeric>
 #include <utility>
 
-#include "profile/NEBLogDecoder.h"
-
 namespace hub::host {
 
 using profile::Field;
 using profile::Form;
 using profile::Layout;
 
-FieldType type_of(const Field& field) {
-  switch (field.kind.form) {
-    case Form::kUnsigned:
-    case Form::kConstant:
-    case Form::kQuotedHex:
-      return FieldType::kNumber;
-    case Form::kFixedPoint:
-      return FieldType::kReal;
-    case Form::kText:
-      return FieldType::kText;
-    case Form::kBytes:
-      return FieldType::kBytes;
-    case Form::kSubtype:
-      return FieldType::kName;
-  }
-  return FieldType::kNumber;
-}
-
 namespace {
 
 using Report = _HubProfileReport;
-
-std::string category_name_of(const Report& report) { return NEBLogDecoder::category_to_string(report.category_id); }
-std::string component_name_of(const Report& report) {
-  return NEBLogDecoder::component_to_string(report.category_id, report.component_id);
-}
-std::string type_name_of(const Report& report) { return profile_decoder::type_name(report.type_id); }
 
 template <auto member>
 std::uint64_t number_in(const Report& report) {
@@ -49,10 +23,10 @@ std::uint64_t number_in(const Report& report) {
 
 // clang-format off
 constexpr HeaderItem kHeaderItemRows[] = {
-    {"category",     number_in<&Report::category_id>,  category_name_of},
-    {"component",    number_in<&Report::component_id>, component_name_of},
-    {"event",        number_in<&Report::event_id>,     profile::event_name_of},
-    {"type",         number_in<&Report::type_id>,      type_name_of},
+    {"category",     number_in<&Report::category_id>,  profile::known_category_name},
+    {"component",    number_in<&Report::component_id>, profile::known_component_name},
+    {"event",        number_in<&Report::event_id>,     profile::known_event_name},
+    {"type",         number_in<&Report::type_id>,      profile::known_type_name},
     {"timestamp",    number_in<&Report::timestamp>,    nullptr},
     {"sequence_num", number_in<&Report::sequence_num>, nullptr},
     {"type-id",      number_in<&Report::type_id>,      nullptr},
@@ -98,29 +72,8 @@ std::size_t edit_distance(std::string_view one, std::string_view other) {
 
 constinit const std::span<const HeaderItem> kHeaderItems{kHeaderItemRows};
 
-FieldType FieldValue::type() const {
-  if (field_ != nullptr) {
-    return type_of(*field_);
-  }
-  return item_->name_of != nullptr ? FieldType::kName : FieldType::kNumber;
-}
-
-bool FieldValue::is_hexadecimal() const { return field_ != nullptr && field_->kind.form == Form::kQuotedHex; }
-
-std::uint64_t FieldValue::number() const {
-  return field_ != nullptr ? profile::number_of(*field_, profile::payload_of(*report_)) : item_->number_of(*report_);
-}
-
-double FieldValue::real() const { return profile::real_of(*field_, profile::payload_of(*report_)); }
-
-std::string_view FieldValue::text() const { return profile::text_of(*field_, profile::payload_of(*report_)); }
-
-std::span<const std::byte> FieldValue::bytes() const {
-  return profile::bytes_of(*field_, profile::payload_of(*report_));
-}
-
-std::string FieldValue::name() const {
-  return field_ != nullptr ? profile::subtype_name_of(*report_, static_cast<std::uint32_t>(number()))
+std::string_view FieldValue::known_name() const {
+  return field_ != nullptr ? profile::known_subtype_name(*report_, static_cast<std::uint32_t>(number()))
                            : item_->name_of(*report_);
 }
 
@@ -130,7 +83,7 @@ std::optional<RecordField> RecordField::named(std::string_view name) {
   for (const HeaderItem& item : kHeaderItems) {
     if (item.name == name) {
       found.header_item_ = &item;
-      found.type_ = item.name_of != nullptr ? FieldType::kName : FieldType::kNumber;
+      found.type_ = type_of(item);
       return found;
     }
   }

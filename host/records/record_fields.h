@@ -25,11 +25,34 @@ enum class FieldType : std::uint8_t {
 struct HeaderItem {
   std::string_view name;
   std::uint64_t (*number_of)(const _HubProfileReport& report);
-  std::string (*name_of)(const _HubProfileReport& report);  // null: a plain number
+  std::string_view (*name_of)(const _HubProfileReport& report);  // null: a plain number; empty: has none
 };
 
 // category, component, event, type (with names); timestamp, sequence_num, type-id, category-id, component-id, event-id.
 extern const std::span<const HeaderItem> kHeaderItems;
+
+// The type of what an item or a row holds.
+constexpr FieldType type_of(const HeaderItem& item) {
+  return item.name_of != nullptr ? FieldType::kName : FieldType::kNumber;
+}
+
+constexpr FieldType type_of(const profile::Field& field) {
+  switch (field.kind.form) {
+    case profile::Form::kUnsigned:
+    case profile::Form::kConstant:
+    case profile::Form::kQuotedHex:
+      return FieldType::kNumber;
+    case profile::Form::kFixedPoint:
+      return FieldType::kReal;
+    case profile::Form::kText:
+      return FieldType::kText;
+    case profile::Form::kBytes:
+      return FieldType::kBytes;
+    case profile::Form::kSubtype:
+      return FieldType::kName;
+  }
+  return FieldType::kNumber;
+}
 
 // One value of a record: of its header, or of a row of its payload. It refers to the record, which must outlive it.
 // Only the getters that go with its type may be called.
@@ -38,33 +61,43 @@ class FieldValue {
   FieldValue(const _HubProfileReport& report, const HeaderItem& item) : report_(&report), item_(&item) {}
   FieldValue(const _HubProfileReport& report, const profile::Field& field) : report_(&report), field_(&field) {}
 
-  [[nodiscard]] FieldType type() const;
-  [[nodiscard]] bool is_hexadecimal() const;               // whether the line shows the number so
-  [[nodiscard]] std::uint64_t number() const;              // kNumber, kName
-  [[nodiscard]] double real() const;                       // kReal
-  [[nodiscard]] std::string_view text() const;             // kText; points into the record
-  [[nodiscard]] std::span<const std::byte> bytes() const;  // kBytes; points into the record
-  [[nodiscard]] std::string name() const;                  // kName
+  [[nodiscard]] FieldType type() const { return field_ != nullptr ? type_of(*field_) : type_of(*item_); }
+  [[nodiscard]] bool is_hexadecimal() const {  // whether the line shows the number so
+    return field_ != nullptr && field_->kind.form == profile::Form::kQuotedHex;
+  }
+  [[nodiscard]] std::uint64_t number() const {  // kNumber, kName
+    return field_ != nullptr ? profile::number_of(*field_, profile::payload_of(*report_)) : item_->number_of(*report_);
+  }
+  [[nodiscard]] double real() const {  // kReal
+    return profile::real_of(*field_, profile::payload_of(*report_));
+  }
+  [[nodiscard]] std::string_view text() const {  // kText; points into the record
+    return profile::text_of(*field_, profile::payload_of(*report_));
+  }
+  [[nodiscard]] std::span<const std::byte> bytes() const {  // kBytes; points into the record
+    return profile::bytes_of(*field_, profile::payload_of(*report_));
+  }
+  [[nodiscard]] std::string_view known_name() const;  // kName; constant; empty: the number stands for it
 
  private:
-  const _HubProfileReport* report_;
+  friend class FieldValues;
+  FieldValue() = default;
+
+  const _HubProfileReport* report_ = nullptr;
   const HeaderItem* item_ = nullptr;  // one of the two
   const profile::Field* field_ = nullptr;
 };
 
-// The type of what a row holds.
-FieldType type_of(const profile::Field& field);
-
 // A record has at most one value of a name in each of its two layouts.
 class FieldValues {
  public:
-  void add(const FieldValue& value) { values_[count_++].emplace(value); }
+  void add(const FieldValue& value) { values_[count_++] = value; }
   [[nodiscard]] bool empty() const { return count_ == 0; }
   [[nodiscard]] std::size_t size() const { return count_; }
-  [[nodiscard]] const FieldValue& operator[](std::size_t index) const { return *values_[index]; }
+  [[nodiscard]] const FieldValue& operator[](std::size_t index) const { return values_[index]; }
 
  private:
-  std::optional<FieldValue> values_[2];
+  FieldValue values_[2];
   std::size_t count_ = 0;
 };
 
@@ -83,6 +116,9 @@ class RecordField {
 
   [[nodiscard]] const std::string& name() const { return name_; }
   [[nodiscard]] FieldType type() const { return type_; }
+
+  // The item, when the field is of the header: values_of then has its value alone. Null: of a payload.
+  [[nodiscard]] const HeaderItem* header_item() const { return header_item_; }
 
   // What a record has under this name, in the order of its line. A layout that a record shows twice counts once.
   // [any thread]

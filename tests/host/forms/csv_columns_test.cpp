@@ -16,9 +16,10 @@ class CsvColumns : public DecodeTest {
  protected:
   // What a column shows; the column must exist.
   static std::string cell(std::string_view name, const _HubProfileReport& sample) {
-    std::string out = ">";
+    LineBuffer out;
+    out += '>';
     CsvColumn::named(name).value().append(sample, out);
-    return out.substr(1);
+    return std::string(out.view().substr(1));
   }
 
   static std::string error_of(std::string_view list) {

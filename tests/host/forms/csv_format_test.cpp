@@ -52,6 +52,21 @@ TEST_F(CsvFormat, quotes_in_a_cell_are_doubled) {
   EXPECT_EQ(cell_of_name("a\"\"b\""), "9,\"a\"\"\"\"b\"\"\",8\r\n");
 }
 
+TEST_F(CsvFormat, cells_beyond_all_lengths_that_were_before_are_whole_and_in_quotes) {
+  std::string fields = "event-id";
+  std::string line = "9";
+  for (int count = 0; count < 500; ++count) {
+    fields += ",name";
+    line += ",\"a\"\",b\"";
+  }
+  EXPECT_EQ(table(fields, {report(2, 0, 9, 8).text(19, "a\",b")}), fields + "\r\n" + line + "\r\n");
+}
+
+TEST_F(CsvFormat, line_does_not_depend_on_those_before_it) {
+  EXPECT_EQ(table("name,event-id", {report(2, 0, 9, 8).text(19, "a,b"), report(8, 0, 1, 0)}),
+            "name,event-id\r\n\"a,b\",9\r\n,1\r\n");
+}
+
 TEST_F(CsvFormat, record_without_a_field_has_an_empty_cell) {
   EXPECT_EQ(table("name,arg1,event-id", {report(8, 0, 5, 0)}), "name,arg1,event-id\r\n,,5\r\n");
 }

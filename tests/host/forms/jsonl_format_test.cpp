@@ -56,6 +56,15 @@ TEST_F(JsonlFormat, line_is_appended_to_what_is_there_and_nothing_else_is_writte
   EXPECT_EQ(out, std::string("before\n") + kWorkedLine + "}\n");
 }
 
+TEST_F(JsonlFormat, line_does_not_depend_on_those_before_it) {
+  host::JsonlFormat format;
+  std::string out;
+  format.append(report(2, 0, 9, 8).text(19, "accel"), out);
+  out.clear();
+  format.append(worked_report(), out);
+  EXPECT_EQ(out, std::string(kWorkedLine) + "}\n");
+}
+
 TEST_F(JsonlFormat, numbers_of_64_bits_keep_all_their_digits) {
   const std::string line = line_of(report(2, 0, 10, 11).u64(0, ~0ULL).time_us(~0ULL).sequence(~0U));
   EXPECT_NE(line.find(R"("timestamp":18446744073709551615,"sequence_num":4294967295,)"), std::string::npos);

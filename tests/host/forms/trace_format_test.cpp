@@ -203,15 +203,16 @@ TEST_F(TraceFormatTest, name_that_is_no_text_is_replaced_and_its_bytes_are_kept)
   EXPECT_EQ(slice["args"]["extfunction"]["function-bytes"], "61ff220a");
 }
 
-json arguments(const _HubProfileReport& sample) {
-  std::string text;
+std::string arguments_text(const _HubProfileReport& sample) {
+  LineBuffer text;
   append_record_arguments(text, sample);
-  return json::parse(text);
+  return std::string(text.view());
 }
 
+json arguments(const _HubProfileReport& sample) { return json::parse(arguments_text(sample)); }
+
 TEST(RecordArguments, layout_that_is_shown_twice_stands_once) {
-  std::string text;
-  append_record_arguments(text, report(7, 0, 0, 2).u16(0, 5));
+  const std::string text = arguments_text(report(7, 0, 0, 2).u16(0, 5));
   EXPECT_EQ(text.find("short-data"), text.rfind("short-data"));
   EXPECT_EQ(json::parse(text)["short-data"]["subtype"], 5);
 }

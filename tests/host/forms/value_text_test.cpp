@@ -3,53 +3,40 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstdlib>
 #include <nlohmann/json.hpp>
+#include <string>
 
 namespace hub::test {
 namespace {
 
 using namespace hub::host;
 
-template <typename Append, typename Value>
-std::string appended(Append append, Value value) {
-  std::string out = ">";
-  append(out, value);
-  return out;
+std::string json_string(std::string_view text) {
+  LineBuffer out;
+  out += '>';
+  append_json_string(out, text);
+  return std::string(out.view());
 }
 
-std::string json_string(std::string_view text) { return appended(append_json_string, text); }
-
-TEST(ValueText, decimal_has_all_digits) {
-  EXPECT_EQ(appended(append_decimal, 0U), ">0");
-  EXPECT_EQ(appended(append_decimal, ~0ULL), ">18446744073709551615");
+TEST(Names, name_that_is_empty_gives_way_to_the_number) {
+  LineBuffer out;
+  append_name(out, "sshb", 7);
+  append_name(out, "", 200);
+  append_json_name(out, "wake", 10);
+  append_json_name(out, "", 10);
+  EXPECT_EQ(out.view(), "sshb200\"wake\"\"10\"");
 }
 
-TEST(ValueText, hexadecimal_is_lower_case_without_leading_zeros) {
-  const auto text = [](std::uint64_t number) {
-    std::string out;
-    append_hexadecimal(out, number);
-    return out;
-  };
-  EXPECT_EQ(text(0), "0");
-  EXPECT_EQ(text(0xABC), "abc");
-  EXPECT_EQ(text(~0ULL), "ffffffffffffffff");
-}
-
-TEST(ValueText, bytes_have_two_digits_each) {
-  std::string out = ">";
-  append_hexadecimal(out, std::as_bytes(std::span("\x00\x0A\xFF", 3)));
-  EXPECT_EQ(out, ">000aff");
-}
-
-TEST(ValueText, real_is_short_and_read_back_exactly) {
-  EXPECT_EQ(appended(append_real, 1.5), ">1.5");
-  EXPECT_EQ(appended(append_real, 0.0), ">0");
-  EXPECT_EQ(appended(append_real, -32768.0), ">-32768");
-  EXPECT_EQ(appended(append_real, std::ldexp(1, -16)), ">1.52587890625e-05");
-  for (const double real : {std::ldexp(0x7FFFFFFF, -16), std::ldexp(-0x7FFFFFFF, -12), std::ldexp(12345, -16)}) {
-    EXPECT_EQ(std::strtod(appended(append_real, real).c_str() + 1, nullptr), real);
+TEST(TextTraits, tell_of_all_bytes_what_they_mean) {
+  EXPECT_EQ(traits_of(""), kPlainText);
+  EXPECT_EQ(traits_of("az AZ'/~"), kHasBlank);
+  EXPECT_EQ(traits_of(","), kHasCsvDelimiter);
+  EXPECT_EQ(traits_of("\\"), kHasJsonEscape);
+  for (const char* text : {"\"", "\r", "\n", "a\nz"}) {
+    EXPECT_EQ(traits_of(text), kHasJsonEscape | kHasCsvDelimiter) << text;
+  }
+  for (const char* text : {"\x01", "\x1F", "\x7F", "\x80", "a\xFFz"}) {
+    EXPECT_EQ(traits_of(text), kHasJsonEscape) << text;
   }
 }
 
@@ -72,6 +59,16 @@ TEST(JsonString, line_separators_are_escaped) {
 
 TEST(JsonString, bytes_that_belong_to_no_character_are_replaced_one_by_one) {
   EXPECT_EQ(json_string("a\xE2\x82\"\xC2"), ">\"a\uFFFD\uFFFD\\\"\uFFFD\"");
+}
+
+TEST(JsonString, tells_whether_all_bytes_belong_to_characters) {
+  LineBuffer out;
+  EXPECT_TRUE(append_json_string(out, ""));
+  EXPECT_TRUE(append_json_string(out, "a\n\u00E9\u2028"));
+  EXPECT_FALSE(append_json_string(out,
+                                  "\xFF"
+                                  "a"));
+  EXPECT_FALSE(append_json_string(out, "a\xE2\x82"));
 }
 
 TEST(JsonString, every_text_of_two_bytes_is_json_and_reads_back_when_it_is_utf8) {

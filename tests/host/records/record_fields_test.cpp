@@ -35,7 +35,7 @@ TEST(RecordFields, header_has_its_ids_with_names) {
   const FieldValues values = field->values_of(sample);
   ASSERT_EQ(values.size(), 1U);
   EXPECT_EQ(values[0].number(), 5U);
-  EXPECT_EQ(values[0].name(), "ckp_VossaStartHaptics");
+  EXPECT_EQ(values[0].known_name(), "ckp_VossaStartHaptics");
 }
 
 TEST(RecordFields, every_header_name_gives_its_number) {
@@ -75,7 +75,7 @@ TEST(RecordFields, subtype_has_the_name_of_its_component) {
   const auto field = RecordField::named("trace");
   const _HubProfileReport sample = report(7, 0, 0, 3).u32(0, 50);
   EXPECT_EQ(field->type(), FieldType::kName);
-  EXPECT_EQ(field->values_of(sample)[0].name(), "PlayAssetBegin");
+  EXPECT_EQ(field->values_of(sample)[0].known_name(), "PlayAssetBegin");
 }
 
 TEST(RecordFields, values_come_in_their_types) {
