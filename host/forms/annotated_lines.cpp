@@ -35,7 +35,7 @@ std::string_view color_of(const _HubProfileReport& report) {
   return report.category_id < kCategoryColors.size() ? kCategoryColors[report.category_id] : kCategoryColors.back();
 }
 
-void append_delta(std::uint64_t from_us, std::uint64_t to_us, std::string& out) {
+void append_delta(std::uint64_t from_us, std::uint64_t to_us, TextBuffer& out) {
   constexpr std::uint64_t kMicrosecondsPerSecond = 1'000'000;
   constexpr std::size_t kColumns = 14;
   constexpr std::size_t kFractionDigits = 6;
@@ -44,7 +44,7 @@ void append_delta(std::uint64_t from_us, std::uint64_t to_us, std::string& out) 
   const std::string fraction = std::to_string(distance_us % kMicrosecondsPerSecond);
   const std::string text = (is_later ? "+" : "-") + std::to_string(distance_us / kMicrosecondsPerSecond) + "." +
                            std::string(kFractionDigits - fraction.size(), '0') + fraction;
-  out.append(kColumns - std::min(kColumns, text.size()), ' ');
+  out += std::string(kColumns - std::min(kColumns, text.size()), ' ');
   out += text;
   out += ' ';
 }
@@ -60,13 +60,13 @@ class AnnotatedLines : public RecordFormat {
     }
   }
 
-  bool append(const _HubProfileReport& report, std::string& out) override {
+  bool append(const _HubProfileReport& report, TextBuffer& out) override {
     const std::size_t length_before = out.size();
     append_annotations(report, out);
     const std::size_t line_begins = out.size();
     const bool has_line = lines_->append(report, out);
     if (!has_line) {
-      out.resize(length_before);
+      out.truncate(length_before);
       pass_over(report);
       return false;
     }
@@ -74,17 +74,19 @@ class AnnotatedLines : public RecordFormat {
       counted_from_us_ = report.timestamp;
     }
     if (annotations_.colors && out.size() > line_begins) {
-      out.insert(out.size() - 1, kReset);
+      out.truncate(out.size() - 1);  // the line's end
+      out += kReset;
+      out += '\n';
     }
     return true;
   }
 
  private:
-  void append_annotations(const _HubProfileReport& report, std::string& out) {
+  void append_annotations(const _HubProfileReport& report, TextBuffer& out) {
     if (annotations_.delta != DeltaFrom::kNone) {
-      out += annotations_.colors ? kDim : "";
+      out += annotations_.colors ? kDim : std::string_view();
       append_delta(counted_from_us_.value_or(report.timestamp), report.timestamp, out);
-      out += annotations_.colors ? kReset : "";
+      out += annotations_.colors ? kReset : std::string_view();
     }
     if (annotations_.colors) {
       out += color_of(report);

@@ -18,7 +18,7 @@ using Report = _HubProfileReport;
 
 // --- Values ---
 
-void append_number(LineBuffer& out, const FieldValue& value) {
+void append_number(TextBuffer& out, const FieldValue& value) {
   if (value.is_hexadecimal()) {
     append_hexadecimal(out, value.number());
   } else {
@@ -31,7 +31,7 @@ CellContent content_of(std::uint8_t traits) {
 }
 
 // A text that has a cell for itself.
-CellContent append_alone(LineBuffer& out, std::string_view text) {
+CellContent append_alone(TextBuffer& out, std::string_view text) {
   const std::uint8_t traits = traits_of(text);
   if ((traits & kHasJsonEscape) == 0) {
     out += text;
@@ -44,7 +44,7 @@ CellContent append_alone(LineBuffer& out, std::string_view text) {
 }
 
 // Among items with blanks between them, a text must show where it ends.
-CellContent append_delimited(LineBuffer& out, std::string_view text) {
+CellContent append_delimited(TextBuffer& out, std::string_view text) {
   constexpr std::size_t kTwoQuotes = 2;
   const std::uint8_t traits = traits_of(text);
   if (!text.empty() && (traits & (kHasJsonEscape | kHasBlank)) == 0) {
@@ -63,8 +63,8 @@ CellContent append_delimited(LineBuffer& out, std::string_view text) {
 }
 
 // How a text is written depends on what stands beside it; all else is the same everywhere.
-template <CellContent append_text(LineBuffer& out, std::string_view text)>
-CellContent append_value(LineBuffer& out, const FieldValue& value) {
+template <CellContent append_text(TextBuffer& out, std::string_view text)>
+CellContent append_value(TextBuffer& out, const FieldValue& value) {
   switch (value.type()) {
     case FieldType::kNumber:
       append_number(out, value);
@@ -88,23 +88,23 @@ CellContent append_value(LineBuffer& out, const FieldValue& value) {
 
 using Field = std::optional<RecordField>;
 
-CellContent append_header_number(const Field& field, const Report& report, LineBuffer& out) {
+CellContent append_header_number(const Field& field, const Report& report, TextBuffer& out) {
   append_decimal(out, field->header_item()->number_of(report));
   return CellContent::kPlain;
 }
 
-CellContent append_header_name(const Field& field, const Report& report, LineBuffer& out) {
+CellContent append_header_name(const Field& field, const Report& report, TextBuffer& out) {
   const HeaderItem& item = *field->header_item();
   append_name(out, item.name_of(report), item.number_of(report));
   return CellContent::kPlain;
 }
 
-CellContent append_payload_field(const Field& field, const Report& report, LineBuffer& out) {
+CellContent append_payload_field(const Field& field, const Report& report, TextBuffer& out) {
   const FieldValues values = field->values_of(report);
   return values.empty() ? CellContent::kPlain : append_value<append_alone>(out, values[0]);
 }
 
-CellContent append_field_number(const Field& field, const Report& report, LineBuffer& out) {
+CellContent append_field_number(const Field& field, const Report& report, TextBuffer& out) {
   const FieldValues values = field->values_of(report);
   if (!values.empty()) {
     append_decimal(out, values[0].number());
@@ -112,7 +112,7 @@ CellContent append_field_number(const Field& field, const Report& report, LineBu
   return CellContent::kPlain;
 }
 
-CellContent append_field_bytes(const Field& field, const Report& report, LineBuffer& out) {
+CellContent append_field_bytes(const Field& field, const Report& report, TextBuffer& out) {
   const FieldValues values = field->values_of(report);
   if (!values.empty()) {
     append_hexadecimal(out, std::as_bytes(std::span(values[0].text())));
@@ -120,7 +120,7 @@ CellContent append_field_bytes(const Field& field, const Report& report, LineBuf
   return CellContent::kPlain;
 }
 
-CellContent append_calendar_time(const Field& /*field*/, const Report& report, LineBuffer& out) {
+CellContent append_calendar_time(const Field& /*field*/, const Report& report, TextBuffer& out) {
   std::string calendar_time;
   if (profile_decoder::hub_time_to_wall_time(report.timestamp, calendar_time)) {
     out += calendar_time;
@@ -128,7 +128,7 @@ CellContent append_calendar_time(const Field& /*field*/, const Report& report, L
   return CellContent::kText;
 }
 
-CellContent append_boot_time(const Field& /*field*/, const Report& /*report*/, LineBuffer& out) {
+CellContent append_boot_time(const Field& /*field*/, const Report& /*report*/, TextBuffer& out) {
   unsigned long long boot_time_us = 0;
   if (profile_decoder::get_boot_time(boot_time_us)) {
     append_decimal(out, boot_time_us);
@@ -136,14 +136,14 @@ CellContent append_boot_time(const Field& /*field*/, const Report& /*report*/, L
   return CellContent::kPlain;
 }
 
-CellContent append_binary_data(const Field& /*field*/, const Report& report, LineBuffer& out) {
+CellContent append_binary_data(const Field& /*field*/, const Report& report, TextBuffer& out) {
   append_hexadecimal(out, std::as_bytes(std::span(&report, 1)));
   return CellContent::kPlain;
 }
 
 const ReadyKeys kItemKeys("", " ", "=");
 
-CellContent append_items(const profile::Layout& layout, const Report& report, LineBuffer& out) {
+CellContent append_items(const profile::Layout& layout, const Report& report, TextBuffer& out) {
   CellContent content = CellContent::kPlain;
   const ReadyText* key = kItemKeys.of(layout).data();
   for (const profile::Field& field : layout.fields) {
@@ -153,7 +153,7 @@ CellContent append_items(const profile::Layout& layout, const Report& report, Li
   return content;
 }
 
-CellContent append_payload(const Field& /*field*/, const Report& report, LineBuffer& out) {
+CellContent append_payload(const Field& /*field*/, const Report& report, TextBuffer& out) {
   const profile::Rendering rendering = profile::rendering_of(report);
   if (rendering.first == nullptr) {
     return CellContent::kPlain;
@@ -166,7 +166,7 @@ CellContent append_payload(const Field& /*field*/, const Report& report, LineBuf
   return content;
 }
 
-using AppendColumn = CellContent (*)(const Field& field, const Report& report, LineBuffer& out);
+using AppendColumn = CellContent (*)(const Field& field, const Report& report, TextBuffer& out);
 
 struct WholeRecordColumn {
   std::string_view name;

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "host/forms/line_buffer.h"
 #include "host/records/record_fields.h"
+#include "host/text/text_buffer.h"
 
 namespace hub::host {
 
@@ -53,11 +53,11 @@ class CsvColumn {
   // Appends what the column shows of the record, without any quotes of CSV; nothing when the record has no such field.
   // Bytes of a text that belong to no character are the replacement character. Whether a character that CSV must quote
   // may be in it: not where all is numbers. [any thread]
-  CellContent append(const _HubProfileReport& report, LineBuffer& out) const { return append_(field_, report, out); }
+  CellContent append(const _HubProfileReport& report, TextBuffer& out) const { return append_(field_, report, out); }
 
  private:
   using Append = CellContent (*)(const std::optional<RecordField>& field, const _HubProfileReport& report,
-                                 LineBuffer& out);
+                                 TextBuffer& out);
 
   CsvColumn(std::string_view name, std::optional<RecordField> field, Append writer)
       : name_(name), field_(std::move(field)), append_(writer) {}

@@ -12,7 +12,7 @@ namespace {
 constexpr std::string_view kLineEnd = "\r\n";
 
 // Puts the cell that begins at `start` into quotes where its characters need it: in place, from its end on.
-void quote_where_needed(LineBuffer& line, std::size_t start) {
+void quote_where_needed(TextBuffer& line, std::size_t start) {
   const std::string_view cell = line.view().substr(start);
   if ((traits_of(cell) & kHasCsvDelimiter) == 0) {
     return;
@@ -37,7 +37,7 @@ void quote_where_needed(LineBuffer& line, std::size_t start) {
 
 }  // namespace
 
-void CsvFormat::begin(std::string& out) {
+void CsvFormat::begin(TextBuffer& out) {
   for (const CsvColumn& column : columns_) {
     out += &column == &columns_.front() ? "" : ",";
     out += column.name();
@@ -45,22 +45,21 @@ void CsvFormat::begin(std::string& out) {
   out += kLineEnd;
 }
 
-bool CsvFormat::append(const _HubProfileReport& report, std::string& out) {
-  line_.clear();
+bool CsvFormat::append(const _HubProfileReport& report, TextBuffer& out) {
+  const std::size_t begin = out.size();
   for (const CsvColumn& column : columns_) {
-    const std::size_t cell = line_.size();
-    if (column.append(report, line_) == CellContent::kText) {
-      quote_where_needed(line_, cell);
+    const std::size_t cell = out.size();
+    if (column.append(report, out) == CellContent::kText) {
+      quote_where_needed(out, cell);
     }
-    line_ += ',';
+    out += ',';
   }
-  line_.truncate(line_.size() - 1);  // the comma behind the last cell
+  out.truncate(out.size() - 1);  // the comma behind the last cell
   // Readers would skip an empty line; an empty cell in quotes is a record.
-  if (line_.size() == 0) {
-    line_ += "\"\"";
+  if (out.size() == begin) {
+    out += "\"\"";
   }
-  line_ += kLineEnd;
-  out += line_.view();
+  out += kLineEnd;
   return true;
 }
 

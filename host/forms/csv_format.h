@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "host/forms/csv_columns.h"
-#include "host/forms/line_buffer.h"
 #include "host/records/record_format.h"
+#include "host/text/text_buffer.h"
 
 namespace hub::host {
 
@@ -19,12 +19,11 @@ class CsvFormat : public RecordFormat {
   // At least one column.
   explicit CsvFormat(std::vector<CsvColumn> columns) : columns_(std::move(columns)) {}
 
-  void begin(std::string& out) override;
-  bool append(const _HubProfileReport& report, std::string& out) override;
+  void begin(TextBuffer& out) override;
+  bool append(const _HubProfileReport& report, TextBuffer& out) override;
 
  private:
   std::vector<CsvColumn> columns_;
-  LineBuffer line_;  // of the present record; reused
 };
 
 }  // namespace hub::host

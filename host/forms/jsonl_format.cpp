@@ -15,43 +15,41 @@ JsonlFormat::JsonlFormat() {
   }
 }
 
-bool JsonlFormat::append(const _HubProfileReport& report, std::string& out) {
-  line_.clear();
-  line_ += "{\"format\":\"";
-  line_ += kJsonlFormat;
-  line_ += '"';
-  append_header(report);
-  line_ += ",\"payload\":{";
-  append_payload_members(line_, report, Integers::kAsNumbers);
-  line_ += "},\"binary-data\":\"";
-  append_hexadecimal(line_, std::as_bytes(std::span(&report, 1)));
-  line_ += '"';
-  append_times(report);
-  line_ += "}\n";
-  out += line_.view();
+bool JsonlFormat::append(const _HubProfileReport& report, TextBuffer& out) {
+  out += "{\"format\":\"";
+  out += kJsonlFormat;
+  out += '"';
+  append_header(report, out);
+  out += ",\"payload\":{";
+  append_payload_members(out, report, Integers::kAsNumbers);
+  out += "},\"binary-data\":\"";
+  append_hexadecimal(out, std::as_bytes(std::span(&report, 1)));
+  out += '"';
+  append_times(report, out);
+  out += "}\n";
   return true;
 }
 
-void JsonlFormat::append_header(const _HubProfileReport& report) {
+void JsonlFormat::append_header(const _HubProfileReport& report, TextBuffer& out) {
   for (const HeaderMember& member : header_) {
-    line_ += member.key;
+    out += member.key;
     if (member.item->name_of != nullptr) {
-      append_json_name(line_, member.item->name_of(report), member.item->number_of(report));
+      append_json_name(out, member.item->name_of(report), member.item->number_of(report));
     } else {
-      append_decimal(line_, member.item->number_of(report));
+      append_decimal(out, member.item->number_of(report));
     }
   }
 }
 
-void JsonlFormat::append_times(const _HubProfileReport& report) {
+void JsonlFormat::append_times(const _HubProfileReport& report, TextBuffer& out) {
   if (profile_decoder::hub_time_to_wall_time(report.timestamp, calendar_time_)) {
-    line_ += ",\"calendar-time\":";
-    append_json_string(line_, calendar_time_);
+    out += ",\"calendar-time\":";
+    append_json_string(out, calendar_time_);
   }
   unsigned long long boot_time_us = 0;
   if (profile_decoder::get_boot_time(boot_time_us)) {
-    line_ += ",\"boot-timestamp\":";
-    append_decimal(line_, boot_time_us);
+    out += ",\"boot-timestamp\":";
+    append_decimal(out, boot_time_us);
   }
 }
 

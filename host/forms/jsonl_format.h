@@ -6,10 +6,10 @@
 #include <string_view>
 #include <vector>
 
-#include "host/forms/line_buffer.h"
 #include "host/forms/ready_text.h"
 #include "host/records/record_fields.h"
 #include "host/records/record_format.h"
+#include "host/text/text_buffer.h"
 
 namespace hub::host {
 
@@ -25,7 +25,7 @@ class JsonlFormat : public RecordFormat {
  public:
   JsonlFormat();
 
-  bool append(const _HubProfileReport& report, std::string& out) override;
+  bool append(const _HubProfileReport& report, TextBuffer& out) override;
 
  private:
   // An item's key with what stands around it.
@@ -34,11 +34,10 @@ class JsonlFormat : public RecordFormat {
     const HeaderItem* item;
   };
 
-  void append_header(const _HubProfileReport& report);
-  void append_times(const _HubProfileReport& report);
+  void append_header(const _HubProfileReport& report, TextBuffer& out);
+  void append_times(const _HubProfileReport& report, TextBuffer& out);
 
   std::vector<HeaderMember> header_;
-  LineBuffer line_;            // of the present record; reused, as is
   std::string calendar_time_;  // its time
 };
 

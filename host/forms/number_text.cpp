@@ -122,20 +122,20 @@ constexpr std::size_t kNumberRoom = 32;  // of 64 bits in decimal, or a double's
 
 }  // namespace
 
-void append_decimal(LineBuffer& out, std::uint64_t number) {
+void append_decimal(TextBuffer& out, std::uint64_t number) {
   out.advance_to(put_decimal(out.room(kNumberRoom), number));
 }
 
-void append_hexadecimal(LineBuffer& out, std::uint64_t number) {
+void append_hexadecimal(TextBuffer& out, std::uint64_t number) {
   out.advance_to(put_hexadecimal(out.room(kNumberRoom), number));
 }
 
-void append_real(LineBuffer& out, double number) {
+void append_real(TextBuffer& out, double number) {
   char* const digits = out.room(kNumberRoom);
   out.advance_to(std::to_chars(digits, digits + kNumberRoom, number).ptr);
 }
 
-void append_hexadecimal(LineBuffer& out, std::span<const std::byte> bytes) {
+void append_hexadecimal(TextBuffer& out, std::span<const std::byte> bytes) {
   char* end = out.room(2 * bytes.size());
 #pragma GCC unroll 8  // the loop itself costs as much as what it does
   for (const std::byte byte : bytes) {

@@ -20,34 +20,34 @@ namespace {
 // Keys and names of layouts are constants of ours that need no escapes.
 const ReadyKeys kKeys("{\"", ",\"", "\":");
 
-void append_derived_key(LineBuffer& out, std::string_view key, std::string_view suffix) {
+void append_derived_key(TextBuffer& out, std::string_view key, std::string_view suffix) {
   out += ",\"";
   out += key;
   out += suffix;
   out += "\":";
 }
 
-void append_hexadecimal_string(LineBuffer& out, std::span<const std::byte> bytes) {
+void append_hexadecimal_string(TextBuffer& out, std::span<const std::byte> bytes) {
   out += '"';
   append_hexadecimal(out, bytes);
   out += '"';
 }
 
-void append_text(LineBuffer& out, std::string_view key, std::string_view text) {
+void append_text(TextBuffer& out, std::string_view key, std::string_view text) {
   if (!append_json_string(out, text)) {
     append_derived_key(out, key, "-bytes");
     append_hexadecimal_string(out, std::as_bytes(std::span(text)));
   }
 }
 
-void append_subtype(LineBuffer& out, std::string_view key, std::uint32_t subtype, const _HubProfileReport& report) {
+void append_subtype(TextBuffer& out, std::string_view key, std::uint32_t subtype, const _HubProfileReport& report) {
   append_decimal(out, subtype);
   append_derived_key(out, key, "-name");
   append_json_name(out, profile::known_subtype_name(report, subtype), subtype);
 }
 
 // The value of a row, and the member that some rows have behind it.
-void append_row(LineBuffer& out, const Field& field, const _HubProfileReport& report, Integers integers) {
+void append_row(TextBuffer& out, const Field& field, const _HubProfileReport& report, Integers integers) {
   const Payload payload = profile::payload_of(report);
   switch (field.kind.form) {
     case Form::kUnsigned:
@@ -74,7 +74,7 @@ void append_row(LineBuffer& out, const Field& field, const _HubProfileReport& re
   }
 }
 
-void append_layout(LineBuffer& out, const Layout& layout, const _HubProfileReport& report, Integers integers) {
+void append_layout(TextBuffer& out, const Layout& layout, const _HubProfileReport& report, Integers integers) {
   out += '"';
   out += layout.name;
   out += "\":";
@@ -88,7 +88,7 @@ void append_layout(LineBuffer& out, const Layout& layout, const _HubProfileRepor
 
 }  // namespace
 
-void append_json_integer(LineBuffer& out, std::uint64_t number, Integers integers) {
+void append_json_integer(TextBuffer& out, std::uint64_t number, Integers integers) {
   if (integers == Integers::kAsNumbers || number <= kLargestReadableInteger) {
     append_decimal(out, number);
     return;
@@ -98,7 +98,7 @@ void append_json_integer(LineBuffer& out, std::uint64_t number, Integers integer
   out += '"';
 }
 
-void append_payload_members(LineBuffer& out, const _HubProfileReport& report, Integers integers) {
+void append_payload_members(TextBuffer& out, const _HubProfileReport& report, Integers integers) {
   const profile::Rendering rendering = profile::rendering_of(report);
   if (rendering.first == nullptr) {
     return;

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "host/forms/line_buffer.h"
+#include "host/text/text_buffer.h"
 #include "profile/profile_report.h"
 
 namespace hub::host {
@@ -17,7 +17,7 @@ enum class Integers : std::uint8_t {
 
 inline constexpr std::uint64_t kLargestReadableInteger = (std::uint64_t{1} << 53) - 1;
 
-void append_json_integer(LineBuffer& out, std::uint64_t number, Integers integers);
+void append_json_integer(TextBuffer& out, std::uint64_t number, Integers integers);
 
 // Appends "LAYOUT":{"KEY":value,...} for each layout of the record's line, with commas between them; nothing when it
 // has none. A layout that the line shows twice stands once. Rows are
@@ -30,6 +30,6 @@ void append_json_integer(LineBuffer& out, std::uint64_t number, Integers integer
 //                 and behind it KEY-bytes has all bytes of the text
 //
 // [any thread]
-void append_payload_members(LineBuffer& out, const _HubProfileReport& report, Integers integers);
+void append_payload_members(TextBuffer& out, const _HubProfileReport& report, Integers integers);
 
 }  // namespace hub::host

@@ -31,13 +31,13 @@ constexpr std::string_view kMicroseconds = "\x06";  // negative power of ten of 
 constexpr std::uint64_t kNanosecondsPerMicrosecond = 1000;
 
 // A number, little-endian.
-template <typename Number>
-void put(std::string& out, Number number) {
+template <typename Number, typename Out>
+void put(Out& out, Number number) {
   std::array<char, sizeof(Number)> bytes;
   for (std::size_t index = 0; index < bytes.size(); ++index) {
     bytes[index] = static_cast<char>(number >> (8 * index) & 0xFF);
   }
-  out.append(bytes.data(), bytes.size());
+  out += std::string_view(bytes.data(), bytes.size());
 }
 
 // Padded to a multiple of four bytes, which the length does not count.
@@ -53,7 +53,7 @@ constexpr std::uint32_t block_length_bytes(std::size_t body_bytes) {
   return static_cast<std::uint32_t>(3 * sizeof(std::uint32_t) + body_bytes);
 }
 
-void put_block(std::string& out, std::uint32_t type, std::string_view body) {
+void put_block(TextBuffer& out, std::uint32_t type, std::string_view body) {
   put(out, type);
   put(out, block_length_bytes(body.size()));
   out += body;
@@ -98,12 +98,12 @@ PcapngFormat::PcapngFormat(PcapngOrigin origin) : origin_(std::move(origin)) {
   check_length("the device's name", origin_.device);
 }
 
-void PcapngFormat::begin(std::string& out) {
+void PcapngFormat::begin(TextBuffer& out) {
   put_block(out, kSectionHeaderBlock, section_header(origin_.application));
   put_block(out, kInterfaceDescriptionBlock, interface_description(origin_.device));
 }
 
-bool PcapngFormat::append(const _HubProfileReport& report, std::string& out) {
+bool PcapngFormat::append(const _HubProfileReport& report, TextBuffer& out) {
   constexpr std::uint32_t kPacketBytes = sizeof report;
   constexpr std::uint32_t kBlockBytes = block_length_bytes(5 * sizeof(std::uint32_t) + kPacketBytes);
   const std::uint64_t time_us =
@@ -115,7 +115,7 @@ bool PcapngFormat::append(const _HubProfileReport& report, std::string& out) {
   put(out, static_cast<std::uint32_t>(time_us));
   put(out, kPacketBytes);  // as captured
   put(out, kPacketBytes);  // as sent
-  out.append(reinterpret_cast<const char*>(&report), kPacketBytes);
+  out += std::string_view(reinterpret_cast<const char*>(&report), kPacketBytes);
   put(out, kBlockBytes);
   return true;
 }

@@ -32,8 +32,8 @@ class PcapngFormat : public RecordFormat {
   // Throws std::length_error, which names the text, when one is longer than kMaxPcapngTextBytes.
   explicit PcapngFormat(PcapngOrigin origin);
 
-  void begin(std::string& out) override;
-  bool append(const _HubProfileReport& report, std::string& out) override;
+  void begin(TextBuffer& out) override;
+  bool append(const _HubProfileReport& report, TextBuffer& out) override;
 
  private:
   PcapngOrigin origin_;

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/forms/line_buffer.h"
+#include "host/text/text_buffer.h"
 #include "profile/payload.h"
 
 namespace hub::host {
@@ -20,7 +20,7 @@ class ReadyText {
   // Throws std::length_error: the text is longer than a block.
   explicit ReadyText(std::string_view text);
 
-  void append_to(LineBuffer& out) const {
+  void append_to(TextBuffer& out) const {
     char* const end = out.room(block_.size());
     std::memcpy(end, block_.data(), block_.size());
     out.advance_to(end + length_);
@@ -33,7 +33,7 @@ class ReadyText {
   std::array<char, kBlockBytes> block_{};
 };
 
-inline LineBuffer& operator+=(LineBuffer& out, const ReadyText& text) {
+inline TextBuffer& operator+=(TextBuffer& out, const ReadyText& text) {
   text.append_to(out);
   return out;
 }

@@ -10,7 +10,7 @@ namespace hub::host {
 // not UTF-8, has no such form.
 class TextFormat : public RecordFormat {
  public:
-  bool append(const _HubProfileReport& report, std::string& out) override;
+  bool append(const _HubProfileReport& report, TextBuffer& out) override;
 };
 
 }  // namespace hub::host

@@ -8,7 +8,7 @@
 
 namespace hub::host {
 
-void append_record_arguments(LineBuffer& out, const _HubProfileReport& report) {
+void append_record_arguments(TextBuffer& out, const _HubProfileReport& report) {
   char separator = '{';
   for (const HeaderItem& item : kHeaderItems) {
     if (item.name_of == nullptr) {

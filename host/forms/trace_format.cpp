@@ -90,39 +90,37 @@ std::string lane_name(const Report& report, const TraceThread& thread, std::size
   return name;
 }
 
-void append_number(std::string_view key, std::uint64_t number, LineBuffer& out) {
+void append_number(std::string_view key, std::uint64_t number, TextBuffer& out) {
   out += key;
   append_json_integer(out, number, Integers::kReadable);
 }
 
-void append_category(const Report& report, LineBuffer& out) {
+void append_category(const Report& report, TextBuffer& out) {
   out += R"(,"cat":)";
   append_json_string(out, category_name(report));
 }
 
-void append_track(const Report& report, std::uint32_t track, LineBuffer& out) {
+void append_track(const Report& report, std::uint32_t track, TextBuffer& out) {
   append_number(R"(,"pid":)", process_of(report), out);
   append_number(R"(,"tid":)", track, out);
 }
 
 }  // namespace
 
-void TraceFormat::begin(std::string& out) {
+void TraceFormat::begin(TextBuffer& out) {
   out += R"({"displayTimeUnit":"ms","otherData":{"format":"hub-profile-trace/1"},"traceEvents":[)";
 }
 
-void TraceFormat::end(std::string& out) { out += "\n]}\n"; }
+void TraceFormat::end(TextBuffer& out) { out += "\n]}\n"; }
 
-bool TraceFormat::append(const Report& report, std::string& out) {
+bool TraceFormat::append(const Report& report, TextBuffer& out) {
   arguments_.clear();
   append_record_arguments(arguments_, report);
-  events_.clear();
   if (const auto call = call_of(report)) {
-    append_call(report, *call, events_);
+    append_call(report, *call, out);
   } else {
-    append_point(report, events_);
+    append_point(report, out);
   }
-  out += events_.view();
   return true;
 }
 
@@ -145,7 +143,7 @@ std::optional<TraceFormat::Call> TraceFormat::call_of(const Report& report) {
   return std::nullopt;
 }
 
-void TraceFormat::append_call(const Report& report, const Call& call, LineBuffer& out) {
+void TraceFormat::append_call(const Report& report, const Call& call, TextBuffer& out) {
   const TraceSpan span = clock_.place(report, call.duration_us);
   if (const auto track = tracks_.lane_for(call.thread, visible(span), call.depth)) {
     if (track->is_new) {
@@ -157,7 +155,7 @@ void TraceFormat::append_call(const Report& report, const Call& call, LineBuffer
   }
 }
 
-void TraceFormat::append_point(const Report& report, LineBuffer& out) {
+void TraceFormat::append_point(const Report& report, TextBuffer& out) {
   const TraceSpan span = clock_.place(report, 0);
   const std::string name = point_name(report);
   const std::uint32_t track = component_track(report, out);
@@ -167,7 +165,7 @@ void TraceFormat::append_point(const Report& report, LineBuffer& out) {
   }
 }
 
-std::uint32_t TraceFormat::component_track(const Report& report, LineBuffer& out) {
+std::uint32_t TraceFormat::component_track(const Report& report, TextBuffer& out) {
   const TraceTrack track = tracks_.track_of(report.category_id, report.component_id);
   if (track.is_new) {
     announce(report, track.id, component_name(report), out);
@@ -175,7 +173,7 @@ std::uint32_t TraceFormat::component_track(const Report& report, LineBuffer& out
   return track.id;
 }
 
-void TraceFormat::announce(const Report& report, std::uint32_t track, std::string_view name, LineBuffer& out) {
+void TraceFormat::announce(const Report& report, std::uint32_t track, std::string_view name, TextBuffer& out) {
   if (!announced_categories_.test(report.category_id)) {
     announced_categories_.set(report.category_id);
     append_metadata(report, "process_name", track, category_name(report), out);
@@ -184,7 +182,7 @@ void TraceFormat::announce(const Report& report, std::uint32_t track, std::strin
 }
 
 void TraceFormat::append_metadata(const Report& report, std::string_view what, std::uint32_t track,
-                                  std::string_view name, LineBuffer& out) {
+                                  std::string_view name, TextBuffer& out) {
   begin_event(what, out);
   out += R"(,"ph":"M")";
   append_track(report, track, out);
@@ -194,7 +192,7 @@ void TraceFormat::append_metadata(const Report& report, std::string_view what, s
 }
 
 void TraceFormat::append_slice(const Report& report, std::string_view name, std::uint32_t track, const TraceSpan& span,
-                               LineBuffer& out) {
+                               TextBuffer& out) {
   begin_event(name, out);
   append_category(report, out);
   append_number(R"(,"ph":"X","ts":)", span.start_us, out);
@@ -204,7 +202,7 @@ void TraceFormat::append_slice(const Report& report, std::string_view name, std:
 }
 
 void TraceFormat::append_instant(const Report& report, std::string_view name, std::uint32_t track,
-                                 std::uint64_t time_us, LineBuffer& out) {
+                                 std::uint64_t time_us, TextBuffer& out) {
   begin_event(name, out);
   append_category(report, out);
   append_number(R"(,"ph":"i","s":"t","ts":)", time_us, out);
@@ -212,14 +210,14 @@ void TraceFormat::append_instant(const Report& report, std::string_view name, st
   append_arguments(out);
 }
 
-void TraceFormat::begin_event(std::string_view name, LineBuffer& out) {
+void TraceFormat::begin_event(std::string_view name, TextBuffer& out) {
   out += std::string_view(is_first_event_ ? "\n" : ",\n");
   is_first_event_ = false;
   out += R"({"name":)";
   append_json_string(out, name);
 }
 
-void TraceFormat::append_arguments(LineBuffer& out) const {
+void TraceFormat::append_arguments(TextBuffer& out) const {
   out += R"(,"args":)";
   out += arguments_.view();
   out += '}';

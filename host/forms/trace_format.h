@@ -8,10 +8,10 @@
 #include <string>
 #include <string_view>
 
-#include "host/forms/line_buffer.h"
 #include "host/forms/trace_clock.h"
 #include "host/forms/trace_tracks.h"
 #include "host/records/record_format.h"
+#include "host/text/text_buffer.h"
 
 namespace hub::host {
 
@@ -46,39 +46,38 @@ namespace hub::host {
 // remembers. One thread writes a trace; each object writes one.
 class TraceFormat final : public RecordFormat {
  public:
-  void begin(std::string& out) override;
-  void end(std::string& out) override;
+  void begin(TextBuffer& out) override;
+  void end(TextBuffer& out) override;
 
   // Always true: every record has an event.
-  bool append(const _HubProfileReport& report, std::string& out) override;
+  bool append(const _HubProfileReport& report, TextBuffer& out) override;
 
  private:
   struct Call;  // what a record says of a function that ran
 
   static std::optional<Call> call_of(const _HubProfileReport& report);
 
-  void append_call(const _HubProfileReport& report, const Call& call, LineBuffer& out);
-  void append_point(const _HubProfileReport& report, LineBuffer& out);
+  void append_call(const _HubProfileReport& report, const Call& call, TextBuffer& out);
+  void append_point(const _HubProfileReport& report, TextBuffer& out);
 
   // The thread of the record's component, announced.
-  std::uint32_t component_track(const _HubProfileReport& report, LineBuffer& out);
-  void announce(const _HubProfileReport& report, std::uint32_t track, std::string_view name, LineBuffer& out);
+  std::uint32_t component_track(const _HubProfileReport& report, TextBuffer& out);
+  void announce(const _HubProfileReport& report, std::uint32_t track, std::string_view name, TextBuffer& out);
 
   void append_metadata(const _HubProfileReport& report, std::string_view what, std::uint32_t track,
-                       std::string_view name, LineBuffer& out);
+                       std::string_view name, TextBuffer& out);
   void append_slice(const _HubProfileReport& report, std::string_view name, std::uint32_t track, const TraceSpan& span,
-                    LineBuffer& out);
+                    TextBuffer& out);
   void append_instant(const _HubProfileReport& report, std::string_view name, std::uint32_t track,
-                      std::uint64_t time_us, LineBuffer& out);
-  void begin_event(std::string_view name, LineBuffer& out);
-  void append_arguments(LineBuffer& out) const;
+                      std::uint64_t time_us, TextBuffer& out);
+  void begin_event(std::string_view name, TextBuffer& out);
+  void append_arguments(TextBuffer& out) const;
 
   TraceClock clock_;
   TraceTracks tracks_;
   std::bitset<256> announced_categories_;
   bool is_first_event_ = true;
-  LineBuffer events_;     // of the present record; reused, as are
-  LineBuffer arguments_;  // their arguments
+  TextBuffer arguments_;  // their arguments
 };
 
 }  // namespace hub::host

@@ -78,7 +78,7 @@ std::string_view escape_of(std::string_view character) {
 
 // Appends the first character, escaped where that must be, and takes it off the text. False when the first byte belongs
 // to no character: then the replacement character stands for it.
-bool append_character(LineBuffer& out, std::string_view& text) {
+bool append_character(TextBuffer& out, std::string_view& text) {
   const std::size_t length = utf8_character_bytes(text);
   const std::string_view character = text.substr(0, length);
   const std::string_view escape = length > 0 ? escape_of(character) : kReplacementCharacter;
@@ -97,7 +97,7 @@ std::uint8_t traits_of(std::string_view text) {
   return traits;
 }
 
-bool append_json_string(LineBuffer& out, std::string_view text) {
+bool append_json_string(TextBuffer& out, std::string_view text) {
   bool is_all_characters = true;
   out += '"';
   if ((traits_of(text) & kHasJsonEscape) == 0) {
@@ -111,7 +111,7 @@ bool append_json_string(LineBuffer& out, std::string_view text) {
   return is_all_characters;
 }
 
-void append_json_name(LineBuffer& out, std::string_view name, std::uint64_t number) {
+void append_json_name(TextBuffer& out, std::string_view name, std::uint64_t number) {
   out += '"';
   append_name(out, name, number);
   out += '"';

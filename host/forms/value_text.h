@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "host/forms/line_buffer.h"
 #include "host/forms/number_text.h"
+#include "host/text/text_buffer.h"
 
 namespace hub::host {
 
@@ -24,11 +24,11 @@ std::uint8_t traits_of(std::string_view text);
 // A JSON string, quotes included. Quotes, backslashes, control characters (U+0000 to U+001F, U+007F to U+009F) and line
 // separators (U+2028, U+2029) are escaped; a byte that belongs to no character is the replacement character. False when
 // there is such a byte.
-bool append_json_string(LineBuffer& out, std::string_view text);
+bool append_json_string(TextBuffer& out, std::string_view text);
 
 // The name, or the number in decimal where the name is empty. Names are constants of ours, words that need no escapes
 // and no quotes in any form.
-inline void append_name(LineBuffer& out, std::string_view name, std::uint64_t number) {
+inline void append_name(TextBuffer& out, std::string_view name, std::uint64_t number) {
   if (name.empty()) {
     append_decimal(out, number);
   } else {
@@ -37,6 +37,6 @@ inline void append_name(LineBuffer& out, std::string_view name, std::uint64_t nu
 }
 
 // The same as a JSON string.
-void append_json_name(LineBuffer& out, std::string_view name, std::uint64_t number);
+void append_json_name(TextBuffer& out, std::string_view name, std::uint64_t number);
 
 }  // namespace hub::host

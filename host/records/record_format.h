@@ -2,8 +2,7 @@
 // A form in which records are written. The forms are told apart by what makes one; who reads records knows none.
 #pragma once
 
-#include <string>
-
+#include "host/text/text_buffer.h"
 #include "profile/profile_report.h"
 
 namespace hub::host {
@@ -18,14 +17,14 @@ class RecordFormat {
   virtual ~RecordFormat() = default;
 
   // What stands before the first record and behind the last one, also when there is none. Appended.
-  virtual void begin(std::string& /*out*/) {}
-  virtual void end(std::string& /*out*/) {}
+  virtual void begin(TextBuffer& /*out*/) {}
+  virtual void end(TextBuffer& /*out*/) {}
 
   // A record of the input that is not written, for forms that show what lies between two records.
   virtual void pass_over(const _HubProfileReport& /*report*/) {}
 
   // Appends a record. False, and nothing appended, when it has no such form.
-  virtual bool append(const _HubProfileReport& report, std::string& out) = 0;
+  virtual bool append(const _HubProfileReport& report, TextBuffer& out) = 0;
 };
 
 }  // namespace hub::host

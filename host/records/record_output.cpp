@@ -22,7 +22,7 @@ constexpr std::size_t kSlotsBesideThreads = 2;
 struct RecordOutput::Slot {
   std::unique_ptr<RecordFormat> format;
   std::vector<_HubProfileReport> records;  // only when another thread works on them
-  std::string text;
+  TextBuffer text;
   std::uint64_t written_records = 0;
   std::uint64_t records_without_form = 0;
   std::future<void> done;
@@ -73,9 +73,9 @@ RecordOutput::RecordOutput(RecordOutputOptions options, OutputFile& output)
   if (is_parallel) {
     workers_ = std::make_unique<Workers>(options_.jobs);
   }
-  std::string beginning;
+  TextBuffer beginning;
   ring_.front()->format->begin(beginning);
-  output_.write(beginning);
+  output_.write(beginning.view());
 }
 
 RecordOutput::~RecordOutput() = default;
@@ -104,9 +104,9 @@ void RecordOutput::drain() {
 
 void RecordOutput::finish() {
   drain();
-  std::string end;
+  TextBuffer end;
   ring_.front()->format->end(end);
-  output_.write(end);
+  output_.write(end.view());
 }
 
 void RecordOutput::write_oldest() {
@@ -116,7 +116,7 @@ void RecordOutput::write_oldest() {
   if (slot.done.valid()) {
     slot.done.get();
   }
-  output_.write(slot.text);
+  output_.write(slot.text.view());
   written_records_ += slot.written_records;
   records_without_form_ += slot.records_without_form;
 }

@@ -2,6 +2,7 @@
 // Lines that are written from the rows of their category are those that its decoder's virtual operations give.
 #include "profile/line_text.h"
 
+#include <array>
 #include <random>
 
 #include "profile/category.h"
@@ -13,8 +14,13 @@ namespace {
 
 using namespace hub::profile;
 
-class LineOf : public DecodeTest {
+class PutLine : public DecodeTest {
  protected:
+  static std::string written(const _HubProfileReport& report) {
+    std::array<char, kLineRoom> line;
+    return {line.data(), put_line(line.data(), report)};
+  }
+
   // The line by the category's decoder object.
   static std::string decoders_line(const _HubProfileReport& report) {
     profile_decoder& decoder = report.category_id < NEBLogDecoder::kCategoryCount
@@ -38,45 +44,44 @@ class LineOf : public DecodeTest {
   }
 };
 
-TEST_F(LineOf, every_kind_of_report_is_its_decoders_line) {
+TEST_F(PutLine, every_kind_of_report_is_its_decoders_line) {
   for (unsigned category : {0U, 1U, 2U, 3U, 4U, 5U, 6U, 7U, 8U, 9U, 10U, 11U, 12U, 13U, 255U}) {
     for (unsigned component = 0; component < 12; ++component) {
       for (unsigned event = 0; event < 20; ++event) {
         for (unsigned type = 0; type < 15; ++type) {
           const auto sample = report(category, component, event, type).count_up();
-          ASSERT_EQ(line_of(sample), decoders_line(sample));
+          ASSERT_EQ(written(sample), decoders_line(sample));
         }
       }
     }
   }
 }
 
-TEST_F(LineOf, reports_of_random_bytes_are_their_decoders_lines) {
+TEST_F(PutLine, reports_of_random_bytes_are_their_decoders_lines) {
   std::mt19937 random(20261121);
   for (int round = 0; round < 50'000; ++round) {
     const _HubProfileReport sample = random_report(random);
-    ASSERT_EQ(line_of(sample), decoders_line(sample));
+    ASSERT_EQ(written(sample), decoders_line(sample));
   }
 }
 
-TEST_F(LineOf, the_longest_line_has_room) {
+TEST_F(PutLine, the_longest_line_has_room) {
   for (unsigned category = 0; category < 14; ++category) {
     for (unsigned type = 0; type < 14; ++type) {
       for (unsigned version = 0; version < 8; ++version) {
         const auto sample =
             report(category, 255, 255, type).fill(255).u16(0, version).sequence(0xFFFFFFFF).time_us(~0ULL);
-        ASSERT_EQ(line_of(sample), decoders_line(sample));
+        ASSERT_EQ(written(sample), decoders_line(sample));
       }
     }
   }
 }
 
-TEST_F(LineOf, appends_to_what_is_there) {
+TEST_F(PutLine, text_is_the_same_by_either_way_of_the_registry) {
   const auto sample = report(2, 0, 9, 8).text(19, "accel");
-  std::string out = "before\n";
-  append_line(sample, out);
-  append_line(sample, out);
-  EXPECT_EQ(out, "before\n" + line_of(sample) + line_of(sample));
+  std::array<char, NEBLogDecoder::kLineRoom> line;
+  EXPECT_EQ(std::string(line.data(), NEBLogDecoder::put_line(sample, line.data())), written(sample));
+  EXPECT_EQ(NEBLogDecoder::to_string(sample), written(sample));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "profile/NEBLogDecoder.h"
 
+#include <array>
 #include <type_traits>
 
 #include "profile/line_text.h"
@@ -51,10 +52,15 @@ constinit profile_decoder* const NEBLogDecoder::_decoders[kCategoryCount] = {
     &_cm,         // 12: the base decoder on purpose
 };
 
-std::string NEBLogDecoder::to_string(const _HubProfileReport& report) { return hub::profile::line_of(report); }
+std::string NEBLogDecoder::to_string(const _HubProfileReport& report) {
+  std::array<char, hub::profile::kLineRoom> line;
+  return {line.data(), hub::profile::put_line(line.data(), report)};
+}
 
-void NEBLogDecoder::append_line(const _HubProfileReport& report, std::string& out) {
-  hub::profile::append_line(report, out);
+static_assert(NEBLogDecoder::kLineRoom >= hub::profile::kLineRoom);
+
+char* NEBLogDecoder::put_line(const _HubProfileReport& report, char* out) {
+  return hub::profile::put_line(out, report);
 }
 
 std::string NEBLogDecoder::category_to_string(unsigned int category) {

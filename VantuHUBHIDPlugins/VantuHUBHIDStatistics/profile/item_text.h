@@ -129,7 +129,7 @@ inline char* put_text(char* out, std::string_view text) {
 // ---- Items, each with its key and the comma behind it. All columns are least widths in bytes of text: shorter values
 // ---- get blanks in front, longer ones are written whole.
 
-inline constexpr std::size_t kLongestColumn = 255;
+inline constexpr std::size_t kLongestColumn = 64;
 
 // The room that an item needs whose value has this length, or a number of any size when that is the longer.
 constexpr std::size_t item_room(std::size_t value_length) {

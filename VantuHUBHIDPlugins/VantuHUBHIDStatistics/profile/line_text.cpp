@@ -2,19 +2,12 @@
 #include "profile/line_text.h"
 
 #include <array>
-#include <string_view>
 
 #include "profile/category.h"
 #include "profile/core_payloads.h"
-#include "profile/line_frame.h"
-#include "profile/payload_items.h"
 
 namespace hub::profile {
 namespace {
-
-// A line is put together here, and copied once.
-constexpr std::size_t kLineRoom = kBeginningRoom + 4 * Name::kRoom + 2 * kMostRows * kItemRoom + kEndRoom;
-using LineBuffer = std::array<char, kLineRoom>;
 
 Name decimal_name(std::uint32_t number) {
   std::array<char, kMostDecimalDigits> digits;
@@ -46,30 +39,18 @@ struct LineNames {
   const Name& type;
 };
 
-// Writes a line into the buffer and returns it.
-std::string_view write_line(const _HubProfileReport& report, LineBuffer& buffer) {
-  const Category& category = category_of(report);
-  const auto has_room = [](char* out) { return out; };
-  const auto put_subtype = [&](char* out, const Field& field, std::uint32_t subtype) {
-    const Name* name = subtype_name(category, report.component_id, subtype);
-    return put_name_item(out, field.key, name != nullptr ? *name : decimal_name(subtype), field.column);
-  };
-  char* out = put_beginning(buffer.data(), LineNames(category, report), report, put_name_item);
-  out = put_items(out, choose_layouts(category.layouts, report), payload_of(report), has_room, put_subtype);
-  out = put_end(out, report, LineTimes(report));
-  return {buffer.data(), static_cast<std::size_t>(out - buffer.data())};
-}
-
 }  // namespace
 
-void append_line(const _HubProfileReport& report, std::string& out) {
-  LineBuffer buffer;
-  out += write_line(report, buffer);
-}
-
-std::string line_of(const _HubProfileReport& report) {
-  LineBuffer buffer;
-  return std::string(write_line(report, buffer));
+char* put_line(char* out, const _HubProfileReport& report) {
+  const Category& category = category_of(report);
+  const auto has_room = [](char* at) { return at; };
+  const auto put_subtype = [&](char* at, const Field& field, std::uint32_t subtype) {
+    const Name* name = subtype_name(category, report.component_id, subtype);
+    return put_name_item(at, field.key, name != nullptr ? *name : decimal_name(subtype), field.column);
+  };
+  out = put_beginning(out, LineNames(category, report), report, put_name_item);
+  out = put_items(out, choose_layouts(category.layouts, report), payload_of(report), has_room, put_subtype);
+  return put_end(out, report, LineTimes(report));
 }
 
 }  // namespace hub::profile

@@ -3,17 +3,18 @@
 // virtual operations, which cannot give another, and without a stream.
 #pragma once
 
-#include <string>
+#include <cstddef>
 
+#include "profile/line_frame.h"
+#include "profile/payload_items.h"
 #include "profile/profile_report.h"
 
 namespace hub::profile {
 
-// Appends the line of a report. All that is asked for is memory for `out`; without it (std::bad_alloc), `out` is as it
-// was. [any thread]
-void append_line(const _HubProfileReport& report, std::string& out);
+// Bounds what a line takes, with what is stored beyond its end.
+inline constexpr std::size_t kLineRoom = kBeginningRoom + 4 * Name::kRoom + 2 * kMostRows * kItemRoom + kEndRoom;
 
-// The line alone, in one allocation.
-std::string line_of(const _HubProfileReport& report);
+// Stores the line of a report and returns its end. [any thread]
+char* put_line(char* out, const _HubProfileReport& report);
 
 }  // namespace hub::profile

@@ -84,8 +84,8 @@ using SubtypeName = std::function<std::string(std::uint32_t subtype)>;
 
 inline constexpr std::size_t kMostRows = 32;
 
-// True when every row, and the length that it is cut at, lies inside the payload, and when there are not too many for
-// who makes room for a whole line: pinned beside each table.
+// True when every row, and the length that it is cut at, lies inside the payload, and when the items of all rows fit
+// into the room for a line: pinned beside each table.
 constexpr bool fits(std::span<const Field> fields) {
   for (const Field& field : fields) {
     if (field.at + field.kind.width_bytes > kPayloadSize ||
@@ -93,7 +93,8 @@ constexpr bool fits(std::span<const Field> fields) {
       return false;
     }
   }
-  return fields.size() <= kMostRows;
+  return fields.size() <= kMostRows &&
+         std::all_of(fields.begin(), fields.end(), [](const Field& field) { return field.column <= kLongestColumn; });
 }
 
 // The number of a kUnsigned, kQuotedHex, kSubtype or kConstant row.

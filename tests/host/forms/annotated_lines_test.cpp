@@ -13,8 +13,8 @@ using namespace hub::host;
 // The line of a record is its sequence number; number 0 has none.
 class NumberLines : public RecordFormat {
  public:
-  bool append(const _HubProfileReport& record, std::string& out) override {
-    out += record.sequence_num != 0 ? std::to_string(record.sequence_num) + "\n" : "";
+  bool append(const _HubProfileReport& record, TextBuffer& out) override {
+    out += record.sequence_num != 0 ? std::to_string(record.sequence_num) + "\n" : std::string();
     return record.sequence_num != 0;
   }
 };
@@ -30,13 +30,13 @@ class AnnotatedLines : public testing::Test {
   void passed_over(std::uint64_t time_us) { lines_->pass_over(report(8, 0, 0, 0).time_us(time_us)); }
 
   std::unique_ptr<RecordFormat> lines_;
-  std::string text_;
+  TextBuffer text_;
 };
 
 TEST_F(AnnotatedLines, without_annotations_are_the_lines) {
   annotate({});
   line(5);
-  EXPECT_EQ(text_, "1\n");
+  EXPECT_EQ(text_.view(), "1\n");
 }
 
 TEST_F(AnnotatedLines, previous_record_counts_also_when_it_has_no_line) {
@@ -44,14 +44,14 @@ TEST_F(AnnotatedLines, previous_record_counts_also_when_it_has_no_line) {
   line(1'000'000);
   passed_over(3'000'000);
   line(3'000'250);
-  EXPECT_EQ(text_, "     +0.000000 1\n     +0.000250 1\n");
+  EXPECT_EQ(text_.view(), "     +0.000000 1\n     +0.000250 1\n");
 }
 
 TEST_F(AnnotatedLines, first_line_counts_from_a_record_before_it) {
   annotate({DeltaFrom::kPrev});
   passed_over(10);
   line(12);
-  EXPECT_EQ(text_, "     +0.000002 1\n");
+  EXPECT_EQ(text_.view(), "     +0.000002 1\n");
 }
 
 TEST_F(AnnotatedLines, match_is_the_line_before) {
@@ -60,7 +60,7 @@ TEST_F(AnnotatedLines, match_is_the_line_before) {
   line(1'000'000);
   passed_over(3'000'000);
   line(3'500'000);
-  EXPECT_EQ(text_, "     +0.000000 1\n     +2.500000 1\n");
+  EXPECT_EQ(text_.view(), "     +0.000000 1\n     +2.500000 1\n");
 }
 
 TEST_F(AnnotatedLines, start_is_the_first_record_of_the_run) {
@@ -69,7 +69,7 @@ TEST_F(AnnotatedLines, start_is_the_first_record_of_the_run) {
   line(2'000'000);
   passed_over(2'500'000);
   line(4'000'000);
-  EXPECT_EQ(text_, "     +1.000000 1\n     +3.000000 1\n");
+  EXPECT_EQ(text_.view(), "     +1.000000 1\n     +3.000000 1\n");
 }
 
 TEST_F(AnnotatedLines, start_is_the_first_line_where_no_record_was_before) {
@@ -77,21 +77,21 @@ TEST_F(AnnotatedLines, start_is_the_first_line_where_no_record_was_before) {
   line(2'000'000);
   line(4'000'000);
   line(5'000'000);
-  EXPECT_EQ(text_, "     +0.000000 1\n     +2.000000 1\n     +3.000000 1\n");
+  EXPECT_EQ(text_.view(), "     +0.000000 1\n     +2.000000 1\n     +3.000000 1\n");
 }
 
 TEST_F(AnnotatedLines, clock_that_goes_backwards_gives_a_negative_difference) {
   annotate({DeltaFrom::kPrev});
   line(2'000'000);
   line(1'999'999);
-  EXPECT_EQ(text_, "     +0.000000 1\n     -0.000001 1\n");
+  EXPECT_EQ(text_.view(), "     +0.000000 1\n     -0.000001 1\n");
 }
 
 TEST_F(AnnotatedLines, widest_difference_keeps_its_digits) {
   annotate({DeltaFrom::kPrev});
   line(0);
   line(~0ULL);
-  EXPECT_EQ(text_, "     +0.000000 1\n+18446744073709.551615 1\n");
+  EXPECT_EQ(text_.view(), "     +0.000000 1\n+18446744073709.551615 1\n");
 }
 
 TEST_F(AnnotatedLines, record_without_a_line_leaves_nothing_and_is_no_match) {
@@ -99,7 +99,7 @@ TEST_F(AnnotatedLines, record_without_a_line_leaves_nothing_and_is_no_match) {
   line(1'000'000);
   EXPECT_FALSE(line(2'000'000, 8, 0));
   line(3'000'000);
-  EXPECT_EQ(text_, "     +0.000000 1\n     +2.000000 1\n");
+  EXPECT_EQ(text_.view(), "     +0.000000 1\n     +2.000000 1\n");
 }
 
 TEST_F(AnnotatedLines, record_without_a_line_is_a_previous_record) {
@@ -107,27 +107,27 @@ TEST_F(AnnotatedLines, record_without_a_line_is_a_previous_record) {
   line(1'000'000);
   line(2'000'000, 8, 0);
   line(3'000'000);
-  EXPECT_EQ(text_, "     +0.000000 1\n     +1.000000 1\n");
+  EXPECT_EQ(text_.view(), "     +0.000000 1\n     +1.000000 1\n");
 }
 
 TEST_F(AnnotatedLines, colour_is_the_category_s_and_ends_before_the_line_does) {
   annotate({DeltaFrom::kNone, true});
   line(0, 7);
   line(0, 11);
-  EXPECT_EQ(text_, "\x1b[36m1\x1b[0m\n\x1b[35m1\x1b[0m\n");
+  EXPECT_EQ(text_.view(), "\x1b[36m1\x1b[0m\n\x1b[35m1\x1b[0m\n");
 }
 
 TEST_F(AnnotatedLines, categories_without_a_name_share_a_colour) {
   annotate({DeltaFrom::kNone, true});
   line(0, 13);
   line(0, 255);
-  EXPECT_EQ(text_, "\x1b[91m1\x1b[0m\n\x1b[91m1\x1b[0m\n");
+  EXPECT_EQ(text_.view(), "\x1b[91m1\x1b[0m\n\x1b[91m1\x1b[0m\n");
 }
 
 TEST_F(AnnotatedLines, difference_is_dim_beside_a_coloured_line) {
   annotate({DeltaFrom::kPrev, true});
   line(0, 10);
-  EXPECT_EQ(text_, "\x1b[2m     +0.000000 \x1b[0m\x1b[31m1\x1b[0m\n");
+  EXPECT_EQ(text_.view(), "\x1b[2m     +0.000000 \x1b[0m\x1b[31m1\x1b[0m\n");
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ class CsvColumns : public DecodeTest {
  protected:
   // What a column shows; the column must exist.
   static std::string cell(std::string_view name, const _HubProfileReport& sample) {
-    LineBuffer out;
+    TextBuffer out;
     out += '>';
     CsvColumn::named(name).value().append(sample, out);
     return std::string(out.view().substr(1));

@@ -11,13 +11,13 @@ class CsvFormat : public DecodeTest {
  protected:
   static std::string table(std::string_view fields, const std::vector<_HubProfileReport>& reports) {
     host::CsvFormat format(host::parse_fields(fields));
-    std::string out;
+    host::TextBuffer out;
     format.begin(out);
     for (const _HubProfileReport& report : reports) {
       EXPECT_TRUE(format.append(report, out));
     }
     format.end(out);
-    return out;
+    return std::string(out.view());
   }
 
   static std::string cell_of_name(std::string_view text) {

@@ -76,9 +76,9 @@ class JsonlDocumentOfLines : public DecodeTest {};
 TEST_F(JsonlDocumentOfLines, lists_the_members_in_order) {
   host::publish_clock_pair({0, 0});
   host::publish_boot_time({0});
-  std::string line;
+  host::TextBuffer line;
   host::JsonlFormat().append(report(8, 0, 0, 0), line);
-  const auto object = nlohmann::ordered_json::parse(line);
+  const auto object = nlohmann::ordered_json::parse(line.view());
   std::vector<std::string> members;
   for (const auto& member : object.items()) {
     members.push_back(member.key());
@@ -100,9 +100,9 @@ TEST_F(JsonlDocumentOfLines, shows_a_line_that_is_written) {
   std::string shown;
   const auto fence = std::find(lines.begin(), lines.end(), "```");
   std::for_each(fence + 1, std::find(fence + 1, lines.end(), "```"), [&](const std::string& part) { shown += part; });
-  std::string line;
+  host::TextBuffer line;
   host::JsonlFormat().append(report(8, 3, 5, 4).sequence(7).time_us(1000).u32(4, 2), line);
-  EXPECT_EQ(line, shown + "\n");
+  EXPECT_EQ(line.view(), shown + "\n");
 }
 
 }  // namespace

@@ -24,9 +24,9 @@ constexpr const char* kWorkedLine =
 _HubProfileReport worked_report() { return report(8, 3, 5, 0).sequence(7).time_us(1000); }
 
 std::string line_of(const _HubProfileReport& report) {
-  std::string out;
+  host::TextBuffer out;
   EXPECT_TRUE(host::JsonlFormat().append(report, out));
-  return out;
+  return std::string(out.view());
 }
 
 std::string payload_of(const _HubProfileReport& report) { return Json::parse(line_of(report)).at("payload").dump(); }
@@ -49,20 +49,21 @@ TEST_F(JsonlFormat, times_stand_at_the_end_where_they_can_be_had) {
 
 TEST_F(JsonlFormat, line_is_appended_to_what_is_there_and_nothing_else_is_written) {
   host::JsonlFormat format;
-  std::string out = "before\n";
+  host::TextBuffer out;
+  out += "before\n";
   format.begin(out);
   format.append(worked_report(), out);
   format.end(out);
-  EXPECT_EQ(out, std::string("before\n") + kWorkedLine + "}\n");
+  EXPECT_EQ(out.view(), std::string("before\n") + kWorkedLine + "}\n");
 }
 
 TEST_F(JsonlFormat, line_does_not_depend_on_those_before_it) {
   host::JsonlFormat format;
-  std::string out;
+  host::TextBuffer out;
   format.append(report(2, 0, 9, 8).text(19, "accel"), out);
   out.clear();
   format.append(worked_report(), out);
-  EXPECT_EQ(out, std::string(kWorkedLine) + "}\n");
+  EXPECT_EQ(out.view(), std::string(kWorkedLine) + "}\n");
 }
 
 TEST_F(JsonlFormat, numbers_of_64_bits_keep_all_their_digits) {

@@ -16,7 +16,7 @@ using namespace hub::host;
 
 template <typename Append, typename Value>
 std::string appended(Append append, Value value) {
-  LineBuffer out;
+  TextBuffer out;
   out += '>';
   append(out, value);
   return std::string(out.view());
@@ -51,7 +51,7 @@ TEST(NumberText, hexadecimal_of_every_length_is_that_of_the_library) {
   for (const std::uint64_t number : numbers_about_powers_of(16)) {
     std::ostringstream expected;
     expected << std::hex << number;
-    LineBuffer out;
+    TextBuffer out;
     append_hexadecimal(out, number);
     EXPECT_EQ(out.view(), expected.str());
   }
@@ -59,7 +59,7 @@ TEST(NumberText, hexadecimal_of_every_length_is_that_of_the_library) {
 
 TEST(NumberText, hexadecimal_is_lower_case_without_leading_zeros) {
   const auto text = [](std::uint64_t number) {
-    LineBuffer out;
+    TextBuffer out;
     append_hexadecimal(out, number);
     return std::string(out.view());
   };
@@ -69,7 +69,7 @@ TEST(NumberText, hexadecimal_is_lower_case_without_leading_zeros) {
 }
 
 TEST(NumberText, bytes_have_two_digits_each) {
-  LineBuffer out;
+  TextBuffer out;
   out += '>';
   append_hexadecimal(out, std::as_bytes(std::span("\x00\x0A\xFF", 3)));
   EXPECT_EQ(out.view(), ">000aff");
@@ -77,7 +77,7 @@ TEST(NumberText, bytes_have_two_digits_each) {
 
 TEST(NumberText, every_byte_has_its_digits) {
   for (unsigned byte = 0; byte < 256; ++byte) {
-    LineBuffer out;
+    TextBuffer out;
     append_hexadecimal(out, std::as_bytes(std::span(&byte, 1)).first(1));
     append_hexadecimal(out, std::uint64_t{0x100} + byte);
     EXPECT_EQ(out.view(), std::string(out.view().substr(3)) + "1" + std::string(out.view().substr(3))) << byte;

@@ -30,15 +30,15 @@ std::string bytes(std::string_view hexadecimal) {
 }
 
 std::string begin_of(const PcapngOrigin& origin) {
-  std::string out;
+  TextBuffer out;
   PcapngFormat(origin).begin(out);
-  return out;
+  return std::string(out.view());
 }
 
 std::string packet_of(const _HubProfileReport& report, std::optional<ClockPair> clock_pair = {}) {
-  std::string out;
+  TextBuffer out;
   EXPECT_TRUE(PcapngFormat({"", "hub0", clock_pair}).append(report, out));
-  return out;
+  return std::string(out.view());
 }
 
 // The time of a packet: two 32-bit halves, the high one first.
@@ -97,12 +97,13 @@ TEST(PcapngFormat, record_is_a_packet_of_its_48_bytes) {
 
 TEST(PcapngFormat, packets_are_appended_and_depend_on_none_before) {
   PcapngFormat format({});
-  std::string out = "before";
+  TextBuffer out;
+  out += "before";
   for (const unsigned event : {1U, 2U, 1U}) {
     format.append(report(0, 0, event, 3), out);
   }
   const std::string first = packet_of(report(0, 0, 1, 3));
-  EXPECT_EQ(out, "before" + first + packet_of(report(0, 0, 2, 3)) + first);
+  EXPECT_EQ(out.view(), "before" + first + packet_of(report(0, 0, 2, 3)) + first);
 }
 
 TEST(PcapngFormat, record_without_valid_text_is_a_packet_too) {
@@ -110,9 +111,9 @@ TEST(PcapngFormat, record_without_valid_text_is_a_packet_too) {
 }
 
 TEST(PcapngFormat, nothing_stands_behind_the_last_packet) {
-  std::string out;
+  TextBuffer out;
   PcapngFormat({}).end(out);
-  EXPECT_EQ(out, "");
+  EXPECT_EQ(out.view(), "");
 }
 
 TEST(PcapngFormat, time_is_the_co_processors_without_a_clock_pair) {

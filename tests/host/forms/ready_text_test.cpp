@@ -15,13 +15,13 @@ namespace {
 using namespace hub::host;
 
 std::string text_of(const ReadyText& ready) {
-  LineBuffer line;
+  TextBuffer line;
   line += ready;
   return std::string(line.view());
 }
 
 TEST(ReadyText, is_appended_without_what_stands_behind_it) {
-  LineBuffer line;
+  TextBuffer line;
   line += ReadyText(",\"arg1\":");
   line += ReadyText("");
   line += '7';
@@ -35,7 +35,7 @@ TEST(ReadyText, has_at_most_the_length_of_a_block) {
 }
 
 TEST(ReadyText, finds_room_in_a_full_buffer) {
-  LineBuffer line;
+  TextBuffer line;
   const ReadyText key(std::string_view("key="));
   for (int count = 0; count < 5000; ++count) {
     line += key;

@@ -31,11 +31,11 @@ class TraceFormatTest : public ::testing::Test {
 
   // The finished text.
   std::string text() {
-    std::string whole;
+    TextBuffer whole;
     format_.begin(whole);
-    whole += text_;
+    whole += text_.view();
     format_.end(whole);
-    return whole;
+    return std::string(whole.view());
   }
 
   // The finished trace's events of a phase.
@@ -71,7 +71,7 @@ class TraceFormatTest : public ::testing::Test {
 
  private:
   TraceFormat format_;
-  std::string text_;
+  TextBuffer text_;
 };
 
 using Texts = std::vector<std::string>;
@@ -204,7 +204,7 @@ TEST_F(TraceFormatTest, name_that_is_no_text_is_replaced_and_its_bytes_are_kept)
 }
 
 std::string arguments_text(const _HubProfileReport& sample) {
-  LineBuffer text;
+  TextBuffer text;
   append_record_arguments(text, sample);
   return std::string(text.view());
 }

@@ -12,14 +12,14 @@ namespace {
 using namespace hub::host;
 
 std::string json_string(std::string_view text) {
-  LineBuffer out;
+  TextBuffer out;
   out += '>';
   append_json_string(out, text);
   return std::string(out.view());
 }
 
 TEST(Names, name_that_is_empty_gives_way_to_the_number) {
-  LineBuffer out;
+  TextBuffer out;
   append_name(out, "sshb", 7);
   append_name(out, "", 200);
   append_json_name(out, "wake", 10);
@@ -62,7 +62,7 @@ TEST(JsonString, bytes_that_belong_to_no_character_are_replaced_one_by_one) {
 }
 
 TEST(JsonString, tells_whether_all_bytes_belong_to_characters) {
-  LineBuffer out;
+  TextBuffer out;
   EXPECT_TRUE(append_json_string(out, ""));
   EXPECT_TRUE(append_json_string(out, "a\n\u00E9\u2028"));
   EXPECT_FALSE(append_json_string(out,

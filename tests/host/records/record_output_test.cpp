@@ -21,9 +21,9 @@ using namespace hub::host;
 // A record's form is its sequence number; number 13 has none, and 666 cannot be written at all.
 class NumberFormat : public RecordFormat {
  public:
-  void begin(std::string& out) override { out += "<"; }
-  void end(std::string& out) override { out += ">"; }
-  bool append(const _HubProfileReport& record, std::string& out) override {
+  void begin(TextBuffer& out) override { out += "<"; }
+  void end(TextBuffer& out) override { out += ">"; }
+  bool append(const _HubProfileReport& record, TextBuffer& out) override {
     if (record.sequence_num == 666) {
       throw std::runtime_error("no form");
     }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Where the text of a record is put together before it goes to the output.
+// Where texts are put together before they go to an output.
 #pragma once
 
 #include <cstddef>
@@ -12,23 +12,23 @@ namespace hub::host {
 // pieces: here room is not filled with zeros before it is written to, and nothing is called to append a character.
 // Cleared and used again, it allocates only for a text longer than all before. Moved from, it may only be destroyed or
 // assigned to.
-class LineBuffer {
+class TextBuffer {
  public:
-  LineBuffer() : LineBuffer(kUsualLength) {}
+  TextBuffer() : TextBuffer(kUsualLength) {}
 
   [[nodiscard]] std::size_t size() const { return static_cast<std::size_t>(end_ - storage_.get()); }
   [[nodiscard]] std::string_view view() const { return {storage_.get(), size()}; }
   void clear() { truncate(0); }
   void truncate(std::size_t size) { end_ = storage_.get() + size; }  // no more than there is
 
-  LineBuffer& operator+=(char character) {
+  TextBuffer& operator+=(char character) {
     *room(1) = character;
     ++end_;
     return *this;
   }
 
   // `text` lies elsewhere.
-  LineBuffer& operator+=(std::string_view text) {
+  TextBuffer& operator+=(std::string_view text) {
     text.copy(room(text.size()), text.size());
     end_ += text.size();
     return *this;
@@ -47,7 +47,7 @@ class LineBuffer {
  private:
   static constexpr std::size_t kUsualLength = 2048;
 
-  explicit LineBuffer(std::size_t capacity)
+  explicit TextBuffer(std::size_t capacity)
       : storage_(std::make_unique_for_overwrite<char[]>(capacity)),
         end_(storage_.get()),
         limit_(storage_.get() + capacity) {}

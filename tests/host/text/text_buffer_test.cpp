@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "host/forms/line_buffer.h"
+#include "host/text/text_buffer.h"
 
 #include <gtest/gtest.h>
 
@@ -10,15 +10,15 @@
 namespace hub::test {
 namespace {
 
-using host::LineBuffer;
+using host::TextBuffer;
 
 // More than any room that was there before.
 constexpr std::size_t kLong = 100'000;
 
-TEST(LineBuffer, is_empty_at_first) { EXPECT_EQ(LineBuffer().view(), ""); }
+TEST(TextBuffer, is_empty_at_first) { EXPECT_EQ(TextBuffer().view(), ""); }
 
-TEST(LineBuffer, texts_and_characters_stand_in_the_order_of_their_appending) {
-  LineBuffer line;
+TEST(TextBuffer, texts_and_characters_stand_in_the_order_of_their_appending) {
+  TextBuffer line;
   ((line += "ab") += ',') += "";
   line += std::string_view();
   line += std::string("cd");
@@ -26,8 +26,8 @@ TEST(LineBuffer, texts_and_characters_stand_in_the_order_of_their_appending) {
   EXPECT_EQ(line.size(), 5U);
 }
 
-TEST(LineBuffer, text_outlives_each_growth) {
-  LineBuffer line;
+TEST(TextBuffer, text_outlives_each_growth) {
+  TextBuffer line;
   std::string expected;
   for (std::size_t count = 0; count < kLong; ++count) {
     const char letter = static_cast<char>('a' + count % 26);
@@ -37,15 +37,15 @@ TEST(LineBuffer, text_outlives_each_growth) {
   EXPECT_EQ(line.view(), expected);
 }
 
-TEST(LineBuffer, text_longer_than_twice_the_buffer_is_appended_whole) {
-  LineBuffer line;
+TEST(TextBuffer, text_longer_than_twice_the_buffer_is_appended_whole) {
+  TextBuffer line;
   line += "a";
   line += std::string(kLong, 'b');
   EXPECT_EQ(line.view(), "a" + std::string(kLong, 'b'));
 }
 
-TEST(LineBuffer, of_a_room_only_what_is_told_belongs_to_the_text) {
-  LineBuffer line;
+TEST(TextBuffer, of_a_room_only_what_is_told_belongs_to_the_text) {
+  TextBuffer line;
   line += "a";
   char* const room = line.room(kLong);
   std::fill_n(room, kLong, 'b');
@@ -54,8 +54,8 @@ TEST(LineBuffer, of_a_room_only_what_is_told_belongs_to_the_text) {
   EXPECT_EQ(line.view(), "abbc");
 }
 
-TEST(LineBuffer, cut_text_goes_on_where_it_was_cut) {
-  LineBuffer line;
+TEST(TextBuffer, cut_text_goes_on_where_it_was_cut) {
+  TextBuffer line;
   line += "abc";
   line.truncate(1);
   line += "d";
