@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/forms/text_format.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <span>
 #include <string_view>
 
 #include "host/text/utf8_text.h"
-#include "profile/NEBLogDecoder.h"
-#include "profile/catalogue.h"
+#include "profile/line_text.h"
 
 namespace hub::host {
 namespace {
@@ -17,6 +16,8 @@ namespace {
 using profile::Field;
 using profile::Form;
 using profile::Layout;
+
+bool is_utf8(std::string_view text) { return utf8_prefix_bytes(text) == text.size(); }
 
 // Whether any byte of the payload is no ASCII character.
 bool is_beyond_ascii(const _HubProfileReport& report) {
@@ -26,32 +27,28 @@ bool is_beyond_ascii(const _HubProfileReport& report) {
   return ((words[0] | words[1] | words[2] | words[3]) & kHighBits) != 0;
 }
 
+bool has_utf8_texts(const Layout* layout, const _HubProfileReport& report) {
+  return layout == nullptr || !layout->has_text ||
+         std::all_of(layout->fields.begin(), layout->fields.end(), [&report](const Field& field) {
+           return field.kind.form != Form::kText || is_utf8(profile::text_of(field, profile::payload_of(report)));
+         });
+}
+
 // A line is UTF-8 when the texts of its payload are: all else in it is ASCII.
-bool has_utf8_texts(const _HubProfileReport& report) {
-  const auto payload = profile::payload_of(report);
-  const profile::Rendering rendering = profile::rendering_of(report);
-  for (const Layout* layout : {rendering.first, rendering.second}) {
-    for (const Field& field : layout != nullptr ? layout->fields : std::span<const Field>()) {
-      if (field.kind.form != Form::kText) {
-        continue;
-      }
-      const std::string_view text = profile::text_of(field, payload);
-      if (utf8_prefix_bytes(text) != text.size()) {
-        return false;
-      }
-    }
-  }
-  return true;
+bool is_utf8_line(const profile::Rendering& rendering, const _HubProfileReport& report) {
+  return !is_beyond_ascii(report) ||
+         (has_utf8_texts(rendering.first, report) && has_utf8_texts(rendering.second, report));
 }
 
 }  // namespace
 
 bool TextFormat::append(const _HubProfileReport& report, TextBuffer& out) {
-  if (is_beyond_ascii(report) && !has_utf8_texts(report)) {
+  const profile::Category& category = profile::category_of(report);
+  const profile::Rendering rendering = profile::choose_layouts(category.layouts, report);
+  if (!is_utf8_line(rendering, report)) {
     return false;
   }
-  char* line = out.room(NEBLogDecoder::kLineRoom + 1);
-  char* end = NEBLogDecoder::put_line(report, line);
+  char* end = profile::put_line(out.room(profile::kLineRoom + 1), report, category, rendering);
   *end++ = '\n';
   out.advance_to(end);
   return true;

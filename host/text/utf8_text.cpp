@@ -56,7 +56,8 @@ std::size_t utf8_character_bytes(std::string_view text) {
 std::size_t utf8_prefix_bytes(std::string_view text) {
   std::size_t prefix = 0;
   while (prefix < text.size()) {
-    const std::size_t length = utf8_character_bytes(text.substr(prefix));
+    const bool is_ascii = byte_at(text, prefix) < 0x80;
+    const std::size_t length = is_ascii ? 1 : utf8_character_bytes(text.substr(prefix));
     if (length == 0) {
       return prefix;
     }

@@ -139,7 +139,10 @@ std::size_t __CFDictionary::position_of(const void* key, std::uint32_t hash) con
 }
 
 const KeyAndValue* __CFDictionary::find(const void* key) const {
-  const std::size_t position = position_of(key, hash_of(key));
+  std::size_t position = pairs.find_same(key);
+  if (position == PairTable::kNowhere) {
+    position = position_of(key, hash_of(key));
+  }
   return position != PairTable::kNowhere ? &pairs[position] : nullptr;
 }
 

@@ -184,6 +184,10 @@ Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
     return false;
   }
   const __CFNumber& object = number_of(number, "CFNumberGetValue");
+  if (type == kCFNumberSInt64Type && !object.is_real()) [[likely]] {
+    store(value, object.integer);
+    return true;
+  }
   switch (fixed_type_of(type)) {
     case kCFNumberSInt8Type:
       return store_integer<std::int8_t>(object, value);

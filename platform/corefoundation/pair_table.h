@@ -32,6 +32,17 @@ class PairTable {
   [[nodiscard]] const KeyAndValue& operator[](std::size_t position) const { return pairs_[position]; }
   [[nodiscard]] KeyAndValue& operator[](std::size_t position) { return pairs_[position]; }
 
+  // The position of this very key among the pairs that are gone through one by one, or kNowhere. Most who ask have the
+  // constant string that the pair was set with.
+  [[nodiscard]] std::size_t find_same(const void* key) const {
+    for (std::size_t position = 0; capacity_ <= kScanned && position < size_; ++position) {
+      if (pairs_[position].key == key) {
+        return position;
+      }
+    }
+    return kNowhere;
+  }
+
   // The position of the key of this hash that `is_it` is true for, or kNowhere.
   template <typename IsIt>
   [[nodiscard]] std::size_t find(std::uint32_t hash, const IsIt& is_it) const {

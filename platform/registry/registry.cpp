@@ -16,6 +16,7 @@
 #include "corefoundation/contents.h"
 #include "corefoundation/misuse.h"
 #include "corefoundation/owned.h"
+#include "corefoundation/string_object.h"
 #include "failures/failures.h"
 #include "registry/registry.h"
 #include "registry/sole_thread_mutex.h"
@@ -49,9 +50,9 @@ struct Entry : std::enable_shared_from_this<Entry> {
 using EntryPointer = std::shared_ptr<Entry>;
 
 // The whole text: one that goes on behind a zero byte is another.
-bool is_text(CFTypeRef value, const std::string& text) {
-  return CFGetTypeID(value) == CFStringGetTypeID() &&
-         contents_of_string(object_of(value, "IOServiceGetMatchingService")).utf8 == text;
+bool is_text(CFTypeRef value, std::string_view text) {
+  const Object& object = object_of(value, "IOServiceGetMatchingService");
+  return object.type->type_id == kStringTypeId && static_cast<const __CFString&>(object).view() == text;
 }
 
 bool is_number(CFTypeRef value, std::uint64_t number) {
@@ -80,21 +81,23 @@ constexpr MatchingKey kMatchingKeys[] = {
 class Criteria {
  public:
   explicit Criteria(CFDictionaryRef matching) {
-    const auto pairs = contents_of_dictionary(object_of(matching, "IOServiceGetMatchingService"));
-    for (const KeyAndValue& pair : pairs) {
-      const auto* row = std::find_if(std::begin(kMatchingKeys), std::end(kMatchingKeys),
-                                     [&](const MatchingKey& known) { return CFEqual(known.key(), pair.key); });
-      has_unknown_key_ = has_unknown_key_ || row == std::end(kMatchingKeys);
-      if (!has_unknown_key_) {
-        wanted_[count_++] = {row, pair.value};
+    for (const KeyAndValue& pair : contents_of_dictionary(object_of(matching, "IOServiceGetMatchingService"))) {
+      const MatchingKey* row = row_of(pair.key);
+      if (row == nullptr || pair.value == nullptr) {
+        fits_nothing_ = true;
+        return;
       }
+      wanted_[count_++] = {row, pair.value};
     }
   }
 
   [[nodiscard]] bool fit(const Entry& entry) const {
-    return !has_unknown_key_ && std::all_of(wanted_.begin(), wanted_.begin() + count_, [&](const Wanted& wanted) {
-      return wanted.value != nullptr && wanted.row->fits(entry, wanted.value);
-    });
+    for (std::size_t index = 0; index < count_; ++index) {
+      if (!wanted_[index].row->fits(entry, wanted_[index].value)) {
+        return false;
+      }
+    }
+    return !fits_nothing_;
   }
 
  private:
@@ -103,9 +106,18 @@ class Criteria {
     CFTypeRef value;
   };
 
-  std::array<Wanted, std::size(kMatchingKeys)> wanted_{};
-  std::ptrdiff_t count_ = 0;
-  bool has_unknown_key_ = false;
+  static const MatchingKey* row_of(CFTypeRef key) {
+    for (const MatchingKey& row : kMatchingKeys) {
+      if (row.key() == key || CFEqual(row.key(), key)) {
+        return &row;
+      }
+    }
+    return nullptr;
+  }
+
+  std::array<Wanted, std::size(kMatchingKeys)> wanted_;  // a dictionary has each key once
+  std::size_t count_ = 0;
+  bool fits_nothing_ = false;
 };
 
 // The first of these entries and all below them, in the tree's order, that the test holds for.

@@ -207,6 +207,68 @@ TEST_F(Clocks, reading_that_is_no_number_counts_as_zero) {
   EXPECT_EQ(wall_time(0), "Nov 16 04:51:21.123456");
 }
 
+// The text of one moment, before and after something is done to the environment.
+class Zones : public Clocks {
+ protected:
+  Zones() {
+    add_time_sync(0, 0);
+    unsetenv("TZ");
+  }
+  ~Zones() override { unsetenv("TZ"); }
+
+  static constexpr const char* kInUtc = "Jan 01 00:00:00.000000";
+  static constexpr const char* kTwoHoursOn = "Jan 01 02:00:00.000000";
+};
+
+TEST_F(Zones, zone_that_comes_changes_or_goes_shows_in_the_next_line_of_the_same_second) {
+  EXPECT_EQ(wall_time(0), kInUtc);
+  setenv("TZ", "EET-2", 1);
+  EXPECT_EQ(wall_time(0), kTwoHoursOn);
+  setenv("TZ", "MSK-3", 1);
+  EXPECT_EQ(wall_time(0), "Jan 01 03:00:00.000000");
+  unsetenv("TZ");
+  EXPECT_EQ(wall_time(0), kInUtc);
+}
+
+TEST_F(Zones, zone_that_is_written_over_in_place_shows) {
+  static char entry[] = "TZ=EET-2";
+  putenv(entry);
+  EXPECT_EQ(wall_time(0), kTwoHoursOn);
+  std::strcpy(entry, "TZ=MSK-3");
+  EXPECT_EQ(wall_time(0), "Jan 01 03:00:00.000000");
+}
+
+TEST_F(Zones, zone_that_takes_the_place_of_another_variable_shows) {
+  setenv("HUB_TEST_VARIABLE", "1", 1);
+  EXPECT_EQ(wall_time(0), kInUtc);
+  unsetenv("HUB_TEST_VARIABLE");
+  setenv("TZ", "EET-2", 1);
+  EXPECT_EQ(wall_time(0), kTwoHoursOn);
+  setenv("HUB_TEST_VARIABLE", "1", 1);
+  EXPECT_EQ(wall_time(0), kTwoHoursOn);
+  unsetenv("TZ");
+  EXPECT_EQ(wall_time(0), kInUtc);
+  unsetenv("HUB_TEST_VARIABLE");
+}
+
+TEST_F(Zones, zone_of_any_length_shows) {
+  const std::string long_name(100, 'Z');
+  setenv("TZ", (long_name + "-2").c_str(), 1);
+  EXPECT_EQ(wall_time(0), kTwoHoursOn);
+  setenv("TZ", (long_name + "-3").c_str(), 1);
+  EXPECT_EQ(wall_time(0), "Jan 01 03:00:00.000000");
+}
+
+TEST_F(Zones, empty_environment_is_utc) {
+  char** const kept = environ;
+  setenv("TZ", "EET-2", 1);
+  EXPECT_EQ(wall_time(0), kTwoHoursOn);
+  environ = nullptr;
+  const std::string text = wall_time(0);
+  environ = kept;
+  EXPECT_EQ(text, kInUtc);
+}
+
 TEST_F(Clocks, without_service_the_text_is_left_alone) {
   std::string text = "as it was";
   EXPECT_FALSE(profile_decoder::hub_time_to_wall_time(0, text));

@@ -57,12 +57,6 @@ std::string NEBLogDecoder::to_string(const _HubProfileReport& report) {
   return {line.data(), hub::profile::put_line(line.data(), report)};
 }
 
-static_assert(NEBLogDecoder::kLineRoom >= hub::profile::kLineRoom);
-
-char* NEBLogDecoder::put_line(const _HubProfileReport& report, char* out) {
-  return hub::profile::put_line(out, report);
-}
-
 std::string NEBLogDecoder::category_to_string(unsigned int category) {
   profile_decoder* decoder = decoder_of(category);
   return decoder != nullptr ? decoder->category_name(category) : std::to_string(category);

@@ -26,11 +26,6 @@ class NEBLogDecoder {
   // The line of a report, by the decoder of its category.
   static std::string to_string(const _HubProfileReport& report);
 
-  // The same, stored at `out`, for many lines in one buffer. Returns the line's end; up to kLineRoom bytes from `out`
-  // on are overwritten. No zero byte and no line end is stored.
-  static constexpr std::size_t kLineRoom = 16'384;
-  static char* put_line(const _HubProfileReport& report, char* out);
-
   // The name of a category; outside the registry the number in decimal.
   static std::string category_to_string(unsigned int category);
 

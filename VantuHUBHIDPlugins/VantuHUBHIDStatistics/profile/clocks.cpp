@@ -4,9 +4,7 @@
 
 #include <sys/sysctl.h>
 
-#include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <utility>
@@ -15,6 +13,8 @@
 #include "IOKit/IOKitLib.h"
 #include "profile/profile_decoder.h"
 #include "profile/thread_spare.h"
+
+extern "C" char** environ;  // declared by its user, as the platform wants it
 
 using namespace hub::profile;
 
@@ -92,15 +92,13 @@ char* put_two_digits(char* out, unsigned number) {
   return out;
 }
 
-// "Nov 16 04:51:21". Not strftime: its month names follow LC_TIME, and a line's must not.
-using SecondText = std::array<char, 15>;
-
+// Not strftime: its month names follow LC_TIME, and a line's must not.
 SecondText local_second_text(std::time_t seconds) {
   static constexpr std::string_view kMonths = "JanFebMarAprMayJunJulAugSepOctNovDec";
   std::tm local{};
   tzset();  // localtime_r alone need not notice that TZ has changed
   localtime_r(&seconds, &local);
-  SecondText text;
+  SecondText text{};
   char* out = text.data();
   out += kMonths.copy(out, 3, 3 * static_cast<std::size_t>(local.tm_mon));
   for (const auto& [before, number] :
@@ -108,62 +106,71 @@ SecondText local_second_text(std::time_t seconds) {
     *out++ = before;
     out = put_two_digits(out, static_cast<unsigned>(number));
   }
+  *out = '.';
   return text;
 }
+
+// Whether TZ is what it was. getenv() goes through all of the environment, which is too long a way for each record;
+// here it is enough to see that nothing has moved in it: whoever changes TZ, adds or removes it, changes the entry that
+// is looked at, or where the environment stands.
+class ZoneWatch {
+ public:
+  [[nodiscard]] bool is_unchanged() const {
+    return environ == environment_ && environ != nullptr && environ[place_] == entry_ &&
+           (entry_ != nullptr ? std::strcmp(entry_, text_.data()) == 0 : place_ == 0 || environ[place_ - 1] == last_);
+  }
+
+  void look() {
+    environment_ = nullptr;
+    entry_ = nullptr;
+    place_ = 0;
+    if (environ == nullptr) {
+      return;
+    }
+    while (environ[place_] != nullptr && !std::string_view(environ[place_]).starts_with("TZ=")) {
+      ++place_;
+    }
+    const std::string_view entry = environ[place_] != nullptr ? environ[place_] : "";
+    if (entry.size() < text_.size()) {  // a longer one is looked up each time
+      environment_ = environ;
+      entry_ = environ[place_];
+      last_ = place_ > 0 ? environ[place_ - 1] : nullptr;
+      text_[entry.copy(text_.data(), entry.size())] = '\0';
+    }
+  }
+
+ private:
+  char** environment_ = nullptr;
+  std::size_t place_ = 0;  // of TZ; without one, of the environment's end
+  char* entry_ = nullptr;  // what stands there
+  char* last_ = nullptr;   // before the end: another when one entry has gone and TZ has come
+  std::array<char, 64> text_{};
+};
 
 // The last second that this thread has written, for most reports are in the second of the one before. It is known by
 // all that it depends on, the number and TZ, so a change of either is seen at once.
 class LastSecond {
  public:
   const SecondText& text_of(std::time_t seconds) {
-    const char* zone = std::getenv("TZ");
-    if (seconds != seconds_ || !is_zone(zone)) {
+    if (seconds != seconds_ || !zone_.is_unchanged()) {
+      zone_.look();
       text_ = local_second_text(seconds);
       seconds_ = seconds;
-      keep_zone(zone);
     }
     return text_;
   }
 
  private:
-  enum class Zone : std::uint8_t { kUnknown, kUnset, kNamed };
-
-  [[nodiscard]] bool is_zone(const char* zone) const {
-    return zone != nullptr ? zone_ == Zone::kNamed && std::strcmp(zone, zone_name_.data()) == 0 : zone_ == Zone::kUnset;
-  }
-
-  // A name too long to be kept is looked up each time.
-  void keep_zone(const char* zone) {
-    zone_ = zone == nullptr ? Zone::kUnset : Zone::kUnknown;
-    if (zone != nullptr && std::strlen(zone) < zone_name_.size()) {
-      std::strcpy(zone_name_.data(), zone);
-      zone_ = Zone::kNamed;
-    }
-  }
-
   std::time_t seconds_ = 0;
-  Zone zone_ = Zone::kUnknown;
-  std::array<char, 64> zone_name_{};
+  ZoneWatch zone_;
   SecondText text_{};
 };
 
 constinit thread_local LastSecond last_second;
 
-CalendarText calendar_text(std::uint64_t time_us) {
-  const SecondText& second = last_second.text_of(static_cast<std::time_t>(time_us / kMicrosecondsPerSecond));
-  const auto remainder_us = static_cast<unsigned>(time_us % kMicrosecondsPerSecond);
-  CalendarText text;
-  char* out = std::copy(second.begin(), second.end(), text.characters.begin());
-  *out++ = '.';
-  for (const unsigned unit : {10'000U, 100U, 1U}) {
-    out = put_two_digits(out, remainder_us / unit % 100);
-  }
-  return text;
-}
-
 }  // namespace
 
-bool hub::profile::put_calendar_text(std::uint64_t timestamp_us, CalendarText& out) {
+bool hub::profile::find_calendar_time(std::uint64_t timestamp_us, CalendarTime& out) {
   ClockPair pair;
   if (!current_clock_pair(pair)) {
     return false;
@@ -171,16 +178,19 @@ bool hub::profile::put_calendar_text(std::uint64_t timestamp_us, CalendarText& o
   // Kept: unsigned and wrapping, so a report from before the pair's origin shows a time far ahead, not an error.
   const std::uint64_t time_ns = timestamp_us * kNanosecondsPerMicrosecond + static_cast<std::uint64_t>(pair.calendar) -
                                 static_cast<std::uint64_t>(pair.hub);
-  out = calendar_text(time_ns / kNanosecondsPerMicrosecond);
+  const std::uint64_t time_us = time_ns / kNanosecondsPerMicrosecond;
+  out.second = &last_second.text_of(static_cast<std::time_t>(time_us / kMicrosecondsPerSecond));
+  out.microseconds = static_cast<std::uint32_t>(time_us % kMicrosecondsPerSecond);
   return true;
 }
 
 bool profile_decoder::hub_time_to_wall_time(unsigned long long timestamp, std::string& out) {
-  CalendarText text;
-  if (!put_calendar_text(timestamp, text)) {
+  CalendarTime time;
+  if (!find_calendar_time(timestamp, time)) {
     return false;
   }
-  out = text.view();
+  std::array<char, CalendarTime::kRoom> text;
+  out.assign(text.data(), time.put(text.data()));
   return true;
 }
 

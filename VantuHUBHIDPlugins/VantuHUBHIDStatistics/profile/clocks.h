@@ -3,20 +3,33 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
-#include <string_view>
+#include <cstring>
+
+#include "profile/digits.h"
 
 namespace hub::profile {
 
-// "Nov 16 04:51:21.123456"
-struct CalendarText {
-  std::array<char, 22> characters;
+// "Nov 16 04:51:21."
+using SecondText = std::array<char, 16>;
 
-  [[nodiscard]] std::string_view view() const { return {characters.data(), characters.size()}; }
+// A moment of calendar time: what its second is called, and how far it is into it.
+struct CalendarTime {
+  static constexpr std::size_t kFractionDigits = 6;
+  static constexpr std::size_t kRoom = sizeof(SecondText) + kWordDigits;
+
+  // "Nov 16 04:51:21.123456"; stores kRoom bytes and returns where the text ends.
+  char* put(char* out) const {
+    std::memcpy(out, second->data(), second->size());
+    return put_last_digits(out + second->size(), decimal_word(microseconds), kFractionDigits);
+  }
+
+  const SecondText* second = nullptr;  // the thread's, until it asks for another
+  std::uint32_t microseconds = 0;
 };
 
-// What profile_decoder::hub_time_to_wall_time gives, without a string. False, and `out` unchanged, when it does.
-// [any thread]
-bool put_calendar_text(std::uint64_t timestamp_us, CalendarText& out);
+// What profile_decoder::hub_time_to_wall_time makes a string of. False, and `out` unchanged, when it does. [any thread]
+bool find_calendar_time(std::uint64_t timestamp_us, CalendarTime& out);
 
 }  // namespace hub::profile

@@ -16,10 +16,10 @@ namespace hub::profile {
 // The two times of a line that are not in the report, where they can be had.
 struct LineTimes {
   explicit LineTimes(const _HubProfileReport& report)
-      : has_calendar(put_calendar_text(report.timestamp, calendar)),
+      : has_calendar(find_calendar_time(report.timestamp, calendar)),
         has_boot(profile_decoder::get_boot_time(boot_us)) {}
 
-  CalendarText calendar;
+  CalendarTime calendar;
   bool has_calendar;
   unsigned long long boot_us = 0;
   bool has_boot;
@@ -68,7 +68,11 @@ inline char* put_end(char* out, const _HubProfileReport& report, const LineTimes
   out = put_byte_item(out, keys::kEventId, report.event_id);
   out = put_byte_list_item(out, keys::kBinaryData, std::as_bytes(std::span(&report, 1)), 0);
   if (times.has_calendar) {
-    out = put_quoted_item(out, keys::kCalendarTime, times.calendar.view(), 0);
+    out = keys::kCalendarTime.put(out);
+    *out++ = '\'';
+    out = times.calendar.put(out);
+    *out++ = '\'';
+    *out++ = ',';
   }
   if (times.has_boot) {
     out = put_number_item(out, keys::kBootTimestamp, times.boot_us, 0);

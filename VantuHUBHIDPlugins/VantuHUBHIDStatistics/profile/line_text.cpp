@@ -43,13 +43,17 @@ struct LineNames {
 
 char* put_line(char* out, const _HubProfileReport& report) {
   const Category& category = category_of(report);
+  return put_line(out, report, category, choose_layouts(category.layouts, report));
+}
+
+char* put_line(char* out, const _HubProfileReport& report, const Category& category, const Rendering& rendering) {
   const auto has_room = [](char* at) { return at; };
   const auto put_subtype = [&](char* at, const Field& field, std::uint32_t subtype) {
     const Name* name = subtype_name(category, report.component_id, subtype);
     return put_name_item(at, field.key, name != nullptr ? *name : decimal_name(subtype), field.column);
   };
   out = put_beginning(out, LineNames(category, report), report, put_name_item);
-  out = put_items(out, choose_layouts(category.layouts, report), payload_of(report), has_room, put_subtype);
+  out = put_items(out, rendering, payload_of(report), has_room, put_subtype);
   return put_end(out, report, LineTimes(report));
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 
+#include "profile/category.h"
 #include "profile/line_frame.h"
 #include "profile/payload_items.h"
 #include "profile/profile_report.h"
@@ -16,5 +17,8 @@ inline constexpr std::size_t kLineRoom = kBeginningRoom + 4 * Name::kRoom + 2 * 
 
 // Stores the line of a report and returns its end. [any thread]
 char* put_line(char* out, const _HubProfileReport& report);
+
+// The same for who has looked up the report's category and layouts already.
+char* put_line(char* out, const _HubProfileReport& report, const Category& category, const Rendering& rendering);
 
 }  // namespace hub::profile

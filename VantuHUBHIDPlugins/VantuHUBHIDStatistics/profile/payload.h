@@ -2,6 +2,7 @@
 // Payload layouts as data: a layout is a list of rows, a row is one item of the line. One walker prints them.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -69,8 +70,15 @@ struct Field {
 
 // The items of one layout, in print order. The name is ours, for messages and other formats; a line does not show it.
 struct Layout {
+  constexpr Layout(std::string_view its_name, std::span<const Field> its_fields)
+      : name(its_name),
+        fields(its_fields),
+        has_text(std::any_of(its_fields.begin(), its_fields.end(),
+                             [](const Field& field) { return field.kind.form == Form::kText; })) {}
+
   std::string_view name;
   std::span<const Field> fields;
+  bool has_text;  // whether bytes of the payload are printed as they come
 };
 
 // What a report's payload is printed as: one after the other, absent ones left out.
