@@ -23,9 +23,8 @@ PROJECT = pathlib.Path(__file__).resolve().parent.parent
 MEMORY = "/dev/shm"  # a file system in memory: no disk is measured
 PLUGIN = "VantuHUBHIDPlugins/VantuHUBHIDStatistics/libVantuHUBHIDStatistics.so"
 
-# Captures: what all programs but the slow rivals read, what is written out to
-# memory, what slow rivals read, and what they are checked with.
-RECORDS = {"large": 1_200_000, "medium": 300_000, "small": 90_000, "checked": 9_000}
+# Captures: what all programs read, and what they are checked with.
+RECORDS = {"measured": 1_000_000, "checked": 9_000}
 
 ONE_PERCENT = "category == sshb && duration > 5000"
 TIMES = ("--timesync", "0,1772612100000000000", "--boot-time", "1772612099000000")
@@ -52,18 +51,18 @@ def commands_over(build, folder, size):
 
 def programs(build, folder):
     """By name, what is run as a whole."""
-    large, medium, small = (commands_over(build, folder, size)
-                            for size in ("large", "medium", "small"))
-    written = {"output": str(folder / "written"), "records": RECORDS["medium"]}
+    commands = commands_over(build, folder, "measured")
+    records = RECORDS["measured"]
+    written = {"output": str(folder / "written"), "records": records}
     return {
-        **{name: Program(large[name], RECORDS["large"])
+        **{name: Program(commands[name], records)
            for name in ("where", "with_times", "limit",
                         *(f"{form}_{jobs}" for form in FORMS for jobs in "12"))},
-        **{name: Program(small[name], RECORDS["small"], SLOW_REPETITIONS)
+        **{name: Program(commands[name], records, SLOW_REPETITIONS)
            for name in ("python", "trace_once", "trace_all")},
-        "to_memory_1": Program(medium["text_1"], **written),
-        "to_memory": Program(medium["all_cores"], **written),
-        "cat": Program(("cat", folder / "medium.txt"), **written),
+        "to_memory_1": Program(commands["text_1"], **written),
+        "to_memory": Program(commands["all_cores"], **written),
+        "cat": Program(("cat", folder / "measured.txt"), **written),
     }
 
 
@@ -71,12 +70,12 @@ def prepare(build, folder):
     """Makes all that programs read."""
     for size, count in RECORDS.items():
         run((build / "bench/make_three_types", folder / f"{size}.bin", count))
-    for size in ("small", "checked"):
+    for size in RECORDS:
         capture = (folder / f"{size}.bin").read_bytes()
         for variant in ("once", "all"):
             write_trace(capture, folder / f"{size}_{variant}", variant == "all")
-    with open(folder / "medium.txt", "wb") as text:
-        run(commands_over(build, folder, "medium")["text_1"], stdout=text)
+    with open(folder / "measured.txt", "wb") as text:
+        run(commands_over(build, folder, "measured")["text_1"], stdout=text)
 
 
 # --- What rows are made of ---------------------------------------------------
