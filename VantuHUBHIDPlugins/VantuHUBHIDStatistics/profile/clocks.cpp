@@ -14,7 +14,8 @@
 #include "profile/profile_decoder.h"
 #include "profile/thread_spare.h"
 
-extern "C" char** environ;  // declared by its user, as the platform wants it
+// Declared by its user, for no header must; some do.
+extern "C" char** environ;  // NOLINT(readability-redundant-declaration)
 
 using namespace hub::profile;
 
