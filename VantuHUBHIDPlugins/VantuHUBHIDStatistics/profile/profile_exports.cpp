@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "profile/profile_exports.h"
 
+#include <array>
 #include <cstdio>
 #include <string>
 
@@ -10,8 +11,9 @@
 bool _hub_profile_delta_enabled = false;
 
 CFStringRef CopyProfileDescription(const _HubProfileReport* report) {
-  const std::string text = NEBLogDecoder::to_string(*report);
-  return CFStringCreateWithCString(kCFAllocatorDefault, text.c_str(), kCFStringEncodingUTF8);
+  std::array<char, NEBLogDecoder::kLineRoom + 1> line;  // as it comes: put_line fills what is read of it
+  *NEBLogDecoder::put_line(*report, line.data()) = '\0';
+  return CFStringCreateWithCString(kCFAllocatorDefault, line.data(), kCFStringEncodingUTF8);
 }
 
 namespace {
