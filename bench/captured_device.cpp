@@ -11,8 +11,7 @@
 namespace hub::bench {
 namespace {
 
-constexpr std::size_t kReportsPerRead = 32;
-constexpr std::size_t kBytesPerRead = kReportsPerRead * sizeof(_HubProfileReport);
+constexpr std::size_t kBytesPerRead = CapturedDevice::kReportsPerRead * sizeof(_HubProfileReport);
 
 host::Device device_with_full_buffers() {
   host::Device device = host::read_device_file(HUB_EXAMPLE_DEVICE);
@@ -40,7 +39,7 @@ std::vector<_HubProfileReport> read_reports() {
                                     [](const host::Node& node) { return node.name == "NEB_profile"; });
   host::Bytes bytes = std::get<host::Drain>(profile->user_client->properties.at(209)).bytes;
   bytes.resize(kBytesPerRead);
-  std::vector<_HubProfileReport> reports(kReportsPerRead);
+  std::vector<_HubProfileReport> reports(CapturedDevice::kReportsPerRead);
   std::memcpy(reports.data(), bytes.data(), kBytesPerRead);
   return reports;
 }

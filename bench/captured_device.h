@@ -30,6 +30,7 @@ class CapturedDevice {
   ~CapturedDevice();
 
   // What each read of a profile buffer gives: the firmware's first 32 reports.
+  static constexpr std::size_t kReportsPerRead = 32;
   static const std::vector<_HubProfileReport>& reports();
 
  private:
