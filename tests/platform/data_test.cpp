@@ -2,6 +2,8 @@
 #include "CoreFoundation/CFData.h"
 
 #include <cstring>
+#include <set>
+#include <string>
 
 #include "tests/platform/platform_test.h"
 
@@ -35,6 +37,18 @@ TEST_F(Data, equals_data_of_the_same_bytes) {
   EXPECT_EQ(CFHash(of("abc")), CFHash(of("abc")));
   EXPECT_FALSE(CFEqual(of("abc"), of("abd")));
   EXPECT_FALSE(CFEqual(of("abc"), of("ab")));
+}
+
+TEST_F(Data, of_any_length_hashes_otherwise_when_one_byte_differs) {
+  for (const std::size_t length : {1U, 7U, 16U, 33U, 64U, 65U, 96U, 97U, 200U}) {
+    std::string bytes(length, 'a');
+    std::set<CFHashCode> hashes{CFHash(of(bytes))};
+    for (char& byte : bytes) {
+      byte = 'b';
+      EXPECT_TRUE(hashes.insert(CFHash(of(bytes))).second);
+      byte = 'a';
+    }
+  }
 }
 
 TEST_F(Data, without_memory_is_not_created) { EXPECT_EQ(of("abc", kCFAllocatorNull), nullptr); }
