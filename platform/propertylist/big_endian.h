@@ -17,8 +17,14 @@ inline std::uint64_t load_be(std::span<const std::byte> bytes) {
   return value;
 }
 
-// Writes the value's lowest `size_bytes` bytes and returns where they end.
+// Writes the value's lowest `size_bytes` bytes, of which there is at least one, and returns where they end. Nearly all
+// that is written are single bytes and pairs of them.
 inline std::byte* store_be(std::uint64_t value, std::size_t size_bytes, std::byte* to) {
+  if (size_bytes <= 2) {
+    *to = static_cast<std::byte>(value >> (8U * (size_bytes - 1)));
+    to[size_bytes - 1] = static_cast<std::byte>(value);
+    return to + size_bytes;
+  }
   for (std::size_t index = size_bytes; index > 0; --index) {
     to[index - 1] = static_cast<std::byte>(value);
     value >>= 8U;

@@ -11,8 +11,9 @@
 namespace hub::platform {
 namespace {
 
-constexpr std::size_t kRefused = SIZE_MAX;  // in place of an item
-constexpr std::size_t kSlotsPerItem = 2;    // at least: the table is never more than half full
+constexpr const char* kFunction = "CFPropertyListCreateData";  // as misuses are told
+constexpr std::size_t kRefused = SIZE_MAX;                     // in place of an item
+constexpr std::size_t kSlotsPerItem = 2;                       // at least: the table is never more than half full
 
 // For so many members of a collection room is made at once; of very many, few may be different.
 constexpr std::size_t kMostRoomAhead = 1024;
@@ -100,13 +101,6 @@ BinaryItems::BinaryItems(CFAllocatorRef allocator)
       path_(StandardAllocator<Level>(allocator)),
       slots_(StandardAllocator<Slot>(allocator)) {}
 
-CFTypeRef BinaryItems::Level::member() const {
-  if (pairs.empty()) {
-    return values[next];
-  }
-  return at_key() ? pairs[next].key : pairs[next - pairs.size()].value;
-}
-
 bool BinaryItems::collect(CFTypeRef tree) {
   make_room_for(kFirstRoom);
   if (add(tree) == kRefused) {
@@ -126,15 +120,22 @@ bool BinaryItems::collect(CFTypeRef tree) {
 
 // The level may have moved in memory afterwards.
 bool BinaryItems::add_member(Level& level) {
-  const std::size_t reference = items_[level.item].first_reference + level.next;
-  const bool is_key = level.at_key();
+  const std::size_t reference = level.first_reference + level.next;
   const CFTypeRef member = level.member();
   ++level.next;
   const std::size_t item = add(member);
-  if (item == kRefused || (is_key && !items_[item].is_text())) {
-    return false;
-  }
   references_[reference] = item;
+  return item != kRefused;
+}
+
+// No key has members: all of them go in at once.
+bool BinaryItems::add_keys(std::span<const KeyAndValue> pairs, std::size_t reference) {
+  for (const KeyAndValue& pair : pairs) {
+    if (pair.key == nullptr || object_of(pair.key, kFunction).type->type_id != kStringTypeId) {
+      return false;
+    }
+    references_[reference++] = add(pair.key);
+  }
   return true;
 }
 
@@ -143,8 +144,10 @@ std::size_t BinaryItems::add(CFTypeRef value) {
   if (value == nullptr) {
     return kRefused;
   }
-  const Object& object = object_of(value, "CFPropertyListCreateData");
-  make_room_for(1);
+  const Object& object = object_of(value, kFunction);
+  if (items_.size() == room_) {
+    make_room_for(1);
+  }
   BinaryItem& item = items_.emplace_back();  // described where it stands, and taken back when it is known
   if (!describe(object, item)) {
     return kRefused;
@@ -157,42 +160,31 @@ std::size_t BinaryItems::add(CFTypeRef value) {
   }
   const std::size_t place = items_.size() - 1;
   slot = {item.hash, static_cast<std::uint32_t>(place + 1)};
-  if (item.is_collection()) {
-    enter(object);
-  }
-  return place;
+  return !item.is_collection() || enter(object) ? place : kRefused;
 }
 
-// The collection is the last item: its members come next.
-void BinaryItems::enter(const Object& collection) {
+// The collection is the last item: its keys are added, and its values or elements come next.
+bool BinaryItems::enter(const Object& collection) {
   BinaryItem& item = items_.back();
-  Level level{items_.size() - 1, {}, {}};
+  const std::size_t first_reference = references_.size();
+  Level level{items_.size() - 1, first_reference, {}, {}};
   if (item.kind == BinaryItem::kArray) {
     level.values = contents_of_array(collection);
   } else {
     level.pairs = contents_of_dictionary(collection);
+    level.first_reference += level.pairs.size();
   }
   item.on_path = true;
-  item.first_reference = references_.size();
-  references_.resize(references_.size() + level.members());
-  make_room_for(std::min(level.members(), kMostRoomAhead));
+  item.first_reference = first_reference;
+  references_.resize(first_reference + item.references());
   path_.push_back(level);
-}
-
-// Where the item's place stands, or is to be put.
-BinaryItems::Slot& BinaryItems::slot_of(const BinaryItem& item) {
-  const std::size_t mask = slots_.size() - 1;
-  std::size_t index = item.hash & mask;
-  while (slots_[index].place_plus_one != 0 &&
-         (slots_[index].hash != item.hash || !items_[slots_[index].place_plus_one - 1].same_as(item))) {
-    index = (index + 1) & mask;
-  }
-  return slots_[index];
+  make_room_for(std::min(level.members() + level.pairs.size(), kMostRoomAhead));
+  return add_keys(level.pairs, first_reference);
 }
 
 void BinaryItems::make_room_for(std::size_t more_items) {
   const std::size_t items = items_.size() + more_items;
-  if (items * kSlotsPerItem > slots_.size()) {
+  if (items > room_) {
     grow_slots(items);
   }
 }
@@ -202,7 +194,8 @@ void BinaryItems::grow_slots(std::size_t items) {
     throw std::bad_alloc();
   }
   slots_.assign(std::bit_ceil(items * kSlotsPerItem), Slot{});
-  items_.reserve(slots_.size() / kSlotsPerItem);
+  room_ = slots_.size() / kSlotsPerItem;
+  items_.reserve(room_);
   for (std::size_t place = 0; place < items_.size(); ++place) {
     slot_of(items_[place]) = {items_[place].hash, static_cast<std::uint32_t>(place + 1)};
   }

@@ -51,13 +51,14 @@ class BinaryItems {
   [[nodiscard]] std::span<const std::size_t> references() const { return references_; }
 
  private:
-  // A collection on the way from the top of the tree to the member that comes next.
+  // A collection on the way from the top of the tree to the member that comes next: an element or, when all keys are
+  // there, a value.
   struct Level {
-    [[nodiscard]] std::size_t members() const { return values.size() + 2 * pairs.size(); }
-    [[nodiscard]] bool at_key() const { return next < pairs.size(); }
-    [[nodiscard]] CFTypeRef member() const;
+    [[nodiscard]] std::size_t members() const { return values.size() + pairs.size(); }
+    [[nodiscard]] CFTypeRef member() const { return pairs.empty() ? values[next] : pairs[next].value; }
 
     std::size_t item;
+    std::size_t first_reference;          // that of the first member
     std::span<const void* const> values;  // an array's
     std::span<const KeyAndValue> pairs;   // a dictionary's
     std::size_t next = 0;
@@ -69,10 +70,21 @@ class BinaryItems {
     std::uint32_t place_plus_one;
   };
 
+  // Where the item's place stands, or is to be put.
+  Slot& slot_of(const BinaryItem& item) {
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t index = item.hash & mask;
+    while (slots_[index].place_plus_one != 0 &&
+           (slots_[index].hash != item.hash || !items_[slots_[index].place_plus_one - 1].same_as(item))) {
+      index = (index + 1) & mask;
+    }
+    return slots_[index];
+  }
+
   std::size_t add(CFTypeRef value);
   bool add_member(Level& level);
-  void enter(const Object& collection);
-  Slot& slot_of(const BinaryItem& item);
+  bool add_keys(std::span<const KeyAndValue> pairs, std::size_t reference);
+  bool enter(const Object& collection);
   void make_room_for(std::size_t more_items);
   void grow_slots(std::size_t items);
 
@@ -82,7 +94,8 @@ class BinaryItems {
   Vector<BinaryItem> items_;
   Vector<std::size_t> references_;
   Vector<Level> path_;
-  Vector<Slot> slots_;  // their number is a power of two
+  Vector<Slot> slots_;    // their number is a power of two
+  std::size_t room_ = 0;  // so many items have slots
 };
 
 }  // namespace hub::platform

@@ -30,8 +30,12 @@ std::byte* write_integer(std::uint64_t value, std::byte* to) {
 }
 
 std::byte* write_head(BinaryMarker marker, std::size_t length, std::byte* to) {
-  *to = static_cast<std::byte>(marker | std::min(length, kLengthBehindMarker));
-  return length < kLengthBehindMarker ? to + 1 : write_integer(length, to + 1);
+  if (length < kLengthBehindMarker) {
+    *to = static_cast<std::byte>(marker | length);
+    return to + 1;
+  }
+  *to = static_cast<std::byte>(marker | kLengthBehindMarker);
+  return write_integer(length, to + 1);
 }
 
 std::byte* write_bytes(std::string_view bytes, std::byte* to) {
@@ -115,7 +119,11 @@ std::byte* BinaryWriter::write_item(const BinaryItem& item, std::byte* to) const
 }
 
 std::byte* BinaryWriter::write_references(const BinaryItem& item, std::byte* to) const {
-  for (const std::size_t place : references_.subspan(item.first_reference, item.references())) {
+  const std::span places = references_.subspan(item.first_reference, item.references());
+  if (reference_size_ == 1) {  // as in every snapshot
+    return std::transform(places.begin(), places.end(), to, [](std::size_t place) { return std::byte(place); });
+  }
+  for (const std::size_t place : places) {
     to = store_be(place, reference_size_, to);
   }
   return to;

@@ -249,6 +249,10 @@ TEST_F(PropertyListWriter, keys_that_are_no_texts_are_refused) {
     CFDictionarySetValue(list, CFArrayGetValueAtIndex(keys, index), CFSTR("value"));
     EXPECT_EQ(bytes(list), "refused") << index;
   }
+  const void* nothing = nullptr;
+  const void* value = CFSTR("value");
+  const Owned keyless(CFDictionaryCreate(kCFAllocatorDefault, &nothing, &value, 1, nullptr, nullptr));
+  EXPECT_EQ(bytes(keyless), "refused");
 }
 
 TEST_F(PropertyListWriter, other_formats_are_refused) {
