@@ -106,9 +106,11 @@ void make_constant(T& object) {
 }
 
 // A new T, derived from Object, with `extra_bytes` behind it, owning one reference to its allocator and owned once by
-// the caller. Null when the allocator has no memory.
+// the caller. Null when the allocator has no memory. Part of each function that creates: the calls in between would
+// cost as much as the rest.
 template <typename T, typename... Arguments>
-T* create_object(CFAllocatorRef allocator, std::size_t extra_bytes, Arguments&&... arguments) {
+[[gnu::always_inline]] inline T* create_object(CFAllocatorRef allocator, std::size_t extra_bytes,
+                                               Arguments&&... arguments) {
   const CFAllocatorRef owner = allocator != nullptr ? allocator : &heap_allocator;
   const std::size_t length_bytes = sizeof(T) + extra_bytes;
   const std::uint16_t steps = is_plain_heap(owner) ? ThreadShare::steps_of(length_bytes) : 0;

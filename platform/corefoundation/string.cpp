@@ -22,8 +22,6 @@ bool strings_equal(const Object& first, const Object& second) {
 
 CFHashCode hash_of_string(const Object& object) { return static_cast<const __CFString&>(object).hash(); }
 
-constexpr ObjectClass kStringClass{kStringTypeId, nullptr, strings_equal, hash_of_string};
-
 const __CFString& string_of(CFStringRef string, const char* function) {
   return static_cast<const __CFString&>(object_of(string, kStringClass, function));
 }
@@ -51,19 +49,11 @@ __CFString* create_string(CFAllocatorRef allocator, std::string_view text, CFStr
 
 }  // namespace
 
+constinit const ObjectClass kStringClass{kStringTypeId, nullptr, strings_equal, hash_of_string};
+
 }  // namespace hub::platform
 
 using namespace hub::platform;
-
-__CFString::__CFString(CFAllocatorRef owner, std::string_view text, const Utf8Text& examined)
-    : Object(kStringClass, owner, 1),
-      ascii(examined.ascii),
-      length_bytes(text.size()),
-      utf16_length(examined.utf16_length) {
-  char* room = reinterpret_cast<char*>(this + 1);
-  text.copy(room, text.size());
-  room[text.size()] = '\0';
-}
 
 CFTypeID CFStringGetTypeID(void) { return kStringTypeId; }
 

@@ -10,9 +10,21 @@
 #include "corefoundation/object.h"
 #include "corefoundation/utf8.h"
 
+namespace hub::platform {
+extern const ObjectClass kStringClass;
+}
+
 // The text's bytes and a final zero stand right behind the object.
 struct __CFString : hub::platform::Object {
-  __CFString(CFAllocatorRef owner, std::string_view text, const hub::platform::Utf8Text& examined);
+  __CFString(CFAllocatorRef owner, std::string_view text, const hub::platform::Utf8Text& examined)
+      : Object(hub::platform::kStringClass, owner, 1),
+        ascii(examined.ascii),
+        length_bytes(text.size()),
+        utf16_length(examined.utf16_length) {
+    char* room = reinterpret_cast<char*>(this + 1);
+    text.copy(room, text.size());
+    room[text.size()] = '\0';
+  }
 
   [[nodiscard]] const char* bytes() const { return reinterpret_cast<const char*>(this + 1); }
   [[nodiscard]] std::string_view view() const { return {bytes(), length_bytes}; }
