@@ -18,6 +18,11 @@ std::string decimal(std::uint64_t number) {
   return {text, put_decimal(text, number, decimal_length(number))};
 }
 
+std::string hexadecimal(std::uint64_t number) {
+  char text[2 * kWordDigits + kWordDigits];
+  return {text, put_hexadecimal(text, number)};
+}
+
 std::string printed(const char* format, std::uint64_t number) {
   char text[32];
   return {text, static_cast<std::size_t>(std::snprintf(text, sizeof text, format, number))};
@@ -55,6 +60,7 @@ TEST(Digits, random_numbers_of_all_lengths_are_those_of_printf) {
     ASSERT_EQ(decimal(number), printed("%lu", number));
     const auto low = static_cast<std::uint32_t>(number);
     ASSERT_EQ(word_text(hexadecimal_word(low)), printed("%08lx", low));
+    ASSERT_EQ(hexadecimal(number), printed("%lx", number));
   }
 }
 

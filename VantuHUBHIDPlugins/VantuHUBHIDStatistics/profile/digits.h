@@ -72,6 +72,20 @@ inline std::size_t decimal_length(std::uint64_t number) {
   return at_most - (number < kLeastNumbers[at_most] ? 1 : 0);
 }
 
+inline std::size_t hexadecimal_length(std::uint64_t number) {
+  return (static_cast<std::size_t>(std::bit_width(number | 1)) + 3) / 4;
+}
+
+// A number without leading zeros; returns its end. Up to seven bytes more are stored.
+inline char* put_hexadecimal(char* out, std::uint64_t number) {
+  const std::size_t length = hexadecimal_length(number);
+  if (length > kWordDigits) {
+    out = put_last_digits(out, hexadecimal_word(static_cast<std::uint32_t>(number >> 32)), length - kWordDigits);
+    return put_last_digits(out, hexadecimal_word(static_cast<std::uint32_t>(number)), kWordDigits);
+  }
+  return put_last_digits(out, hexadecimal_word(static_cast<std::uint32_t>(number)), length);
+}
+
 inline constexpr std::uint64_t kWordLimit = 100'000'000;
 
 // The digits of a number that does not fit into a word.

@@ -149,10 +149,9 @@ inline char* put_byte_item(char* out, const ItemKey& key, std::uint8_t value) { 
 
 // Lower-case hexadecimal in quotes, "'ff'": the column is that of the first quote.
 inline char* put_hexadecimal_item(char* out, const ItemKey& key, std::uint32_t value, std::size_t column) {
-  const auto length = (static_cast<std::size_t>(std::bit_width(value | 1)) + 3) / 4;
   out = put_blanks(key.put(out), 1, column);
   *out++ = '\'';
-  out = put_last_digits(out, hexadecimal_word(value), length);
+  out = put_last_digits(out, hexadecimal_word(value), hexadecimal_length(value));
   *out++ = '\'';
   *out++ = ',';
   return out;

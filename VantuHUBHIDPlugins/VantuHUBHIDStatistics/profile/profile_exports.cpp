@@ -6,13 +6,13 @@
 #include <string>
 
 #include "CoreFoundation/CoreFoundation.h"
-#include "profile/NEBLogDecoder.h"
+#include "profile/line_text.h"
 
 bool _hub_profile_delta_enabled = false;
 
 CFStringRef CopyProfileDescription(const _HubProfileReport* report) {
-  std::array<char, NEBLogDecoder::kLineRoom + 1> line;  // as it comes: put_line fills what is read of it
-  *NEBLogDecoder::put_line(*report, line.data()) = '\0';
+  std::array<char, hub::profile::kLineRoom + 1> line;  // as it comes: put_line fills what is read of it
+  *hub::profile::put_line(line.data(), *report) = '\0';
   return CFStringCreateWithCString(kCFAllocatorDefault, line.data(), kCFStringEncodingUTF8);
 }
 
