@@ -107,16 +107,19 @@ SqliteLedger::SqliteLedger() : SqliteLedger(open_in_memory()) {}
 SqliteLedger::SqliteLedger(const std::string& file, milliseconds patience)
     : SqliteLedger(open_ledger(file, patience)) {}
 
+// A statement that writes several rows and may fail copies every page that it changes into a file beside, so that it
+// can be taken back by itself; the index of samples makes those many. OR ROLLBACK spares the copies: nothing of a
+// failed statement's transaction is to be left anyway.
 SqliteLedger::SqliteLedger(Database database)
     : database_(with_wrapping_sum(std::move(database))),
       delete_scalar_(database_, "DELETE FROM scalar WHERE key = ?1"),
-      add_to_scalars_(database_, {"INSERT INTO scalar (key, value) VALUES ", "(?, ?)",
+      add_to_scalars_(database_, {"INSERT OR ROLLBACK INTO scalar (key, value) VALUES ", "(?, ?)",
                                   " ON CONFLICT (key) DO UPDATE SET value = wrapping_sum(value, excluded.value)", 2}),
-      set_scalars_(database_, {"INSERT INTO scalar (key, value) VALUES ", "(?, ?)",
+      set_scalars_(database_, {"INSERT OR ROLLBACK INTO scalar (key, value) VALUES ", "(?, ?)",
                                " ON CONFLICT (key) DO UPDATE SET value = excluded.value", 2}),
       delete_samples_(database_, "DELETE FROM sample WHERE key = ?1"),
       last_sample_(database_, "SELECT ifnull(max(id), 0) FROM sample"),
-      insert_samples_(database_, {"INSERT INTO sample (id, key, value) VALUES ", "(?, ?, ?)", "", 3}),
+      insert_samples_(database_, {"INSERT OR ROLLBACK INTO sample (id, key, value) VALUES ", "(?, ?, ?)", "", 3}),
       begin_(database_, "BEGIN IMMEDIATE"),
       commit_(database_, "COMMIT") {}
 

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <system_error>
 
 #include "tests/platform/ledger_fixture.h"
 
@@ -72,6 +73,26 @@ void apply(Target& target, const Operation& operation) {
     default:
       target.add_to_scalar(operation.key, operation.value);
   }
+}
+
+// So many samples of 32 distributions.
+void push_in_turn(SqliteLedger& ledger, int count) {
+  for (int number = 0; number < count; ++number) {
+    ledger.push_to_distribution("distribution " + std::to_string(number % 32), number);
+  }
+}
+
+// What SQLite keeps beside a database for itself alone; others do not see these names.
+Rows temporary_files_of_sqlite() {
+  Rows found;
+  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+    std::error_code closed_since;
+    const std::string target = fs::read_symlink(entry.path(), closed_since).string();
+    if (target.find("etilqs_") != std::string::npos) {
+      found.push_back(target);
+    }
+  }
+  return found;
 }
 
 class LedgerFolding : public LedgerTest {
@@ -158,6 +179,18 @@ TEST_F(LedgerFolding, batch_of_many_rows_is_written_in_their_order) {
     EXPECT_EQ(samples(), expected);
     change("DELETE FROM scalar; DELETE FROM sample");
   }
+}
+
+TEST_F(LedgerFolding, batch_of_many_samples_is_written_without_copies_of_the_pages_that_it_changes) {
+  SqliteLedger ledger(file());
+  ledger.begin_batch();
+  push_in_turn(ledger, 10'000);
+  ledger.commit_batch();
+  ledger.begin_batch();
+  push_in_turn(ledger, 10'000);
+  EXPECT_EQ(ledger.contents().distributions.size(), 32U);
+  EXPECT_EQ(temporary_files_of_sqlite(), Rows{});
+  ledger.commit_batch();
 }
 
 TEST_F(LedgerFolding, row_that_is_made_by_setting_it_stands_where_it_was_first_named) {
