@@ -14,13 +14,14 @@ BELOW = ("<", operator.lt)
 @dataclasses.dataclass(frozen=True)
 class Row:
     """`measure` is asked with the figures. `programs` are those that must have run
-    before; `how` says in a few words what was measured."""
+    before; `how` says in a few words what was measured. Without a direction and a
+    target the row is just for information."""
 
     what: str
     how: str
     measure: typing.Callable
-    direction: tuple
-    target: float
+    direction: tuple | None
+    target: float | None
     unit: str = ""
     programs: tuple = ()
 
@@ -42,7 +43,15 @@ def number_text(value, unit=""):
 
 
 def target_text(row):
+    if row.direction is None:
+        return "none"
     return f"{row.direction[0]} {row.target:,g}{' ' if row.unit else ''}{row.unit}"
+
+
+def verdict(outcome):
+    if outcome.row.direction is None:
+        return "information"
+    return "met" if outcome.is_met else "**not met**"
 
 
 HEADING = ("what", "measured", "result", "target", "")
@@ -50,7 +59,7 @@ HEADING = ("what", "measured", "result", "target", "")
 
 def cells(outcome):
     return (outcome.row.what, outcome.row.how, number_text(outcome.value, outcome.row.unit),
-            target_text(outcome.row), "met" if outcome.is_met else "**not met**")
+            target_text(outcome.row), verdict(outcome))
 
 
 def table_text(outcomes):

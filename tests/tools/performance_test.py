@@ -8,7 +8,7 @@ import unittest
 from measuring import Figures, NotMeasured, Program, Usage, medians, typical
 from performance import ROWS, duration, rate
 from same_text import expect_same_lines, items_of_event, items_of_line, without_repeated
-from table import AT_LEAST, AT_MOST, BELOW, Outcome, Row, number_text, table_text
+from table import AT_LEAST, AT_MOST, BELOW, Outcome, Row, cells, number_text, table_text
 
 LINE = ("{  'category':'sensor', 'timestamp':      1000, 'sequence_num':         7,"
         " 'xarg1':         'e1f', 'type-id':3, 'binary-data':[3,20]}")
@@ -47,6 +47,11 @@ class Table(unittest.TestCase):
             "|------|----------|--------|--------|-------------|\n"
             "| rate | CPU time | 3.00 × | ≥ 2 ×  | met         |\n"
             "| rate | CPU time | 30.0   | ≤ 2    | **not met** |")
+
+    def test_row_without_a_target_is_information(self):
+        information = Outcome(Row("rate", "CPU time", None, None, None, "×"), 3)
+        self.assertEqual(cells(information),
+                         ("rate", "CPU time", "3.00 ×", "none", "information"))
 
     def test_no_two_rows_have_the_same_words(self):
         self.assertEqual(len({(row.what, row.how) for row in ROWS}), len(ROWS))
