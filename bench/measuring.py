@@ -124,11 +124,17 @@ class Figures:
         many records: what a run begins with is not in it."""
         return (self._instructions(2 * count) - self._instructions(count)) / count
 
+    def written(self, program, option, name):
+        """The file that a benchmark program writes when it is asked to."""
+        file = self._folder / name
+        run((self.build / "bench" / program, f"{option}={file}"))
+        return file
+
     @functools.cache
-    def script_ns(self, script, member):
+    def script_ns(self, member, script, *arguments):
         """What a script of this folder gives as a member of an object, as a median."""
         return statistics.median(
-            json.loads(output_of(sys.executable, BENCH / script))[member]
+            json.loads(output_of(sys.executable, BENCH / script, *arguments))[member]
             for _ in range(SLOW_REPETITIONS))
 
     def stripped_bytes(self, library):

@@ -30,7 +30,7 @@ class KnownKeys {
 
   // No state is pending any more: keys are kept only as long as they are few.
   void trim() {
-    constexpr std::size_t kMostKeptBytes = 64 * 1024;
+    constexpr std::size_t kMostKeptBytes = std::size_t{64} * 1024;
     if (size_bytes_ > kMostKeptBytes) {
       entries_.clear();
       size_bytes_ = 0;
