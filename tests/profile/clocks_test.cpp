@@ -260,9 +260,9 @@ TEST_F(Zones, zone_of_any_length_shows) {
 }
 
 TEST_F(Zones, empty_environment_is_utc) {
-  char** const kept = environ;
   setenv("TZ", "EET-2", 1);
   EXPECT_EQ(wall_time(0), kTwoHoursOn);
+  char** const kept = environ;
   environ = nullptr;
   const std::string text = wall_time(0);
   environ = kept;
@@ -278,7 +278,6 @@ TEST_F(Clocks, without_service_the_text_is_left_alone) {
 // Decodes with what `fill_registry` adds, clears the registry, and counts what is left over.
 template <typename Fill>
 void expect_nothing_held_after_decoding(const Fill& fill_registry) {
-  NEBLogDecoder::to_string(report(8, 0, 0, 0));  // the question itself is kept for all lines of the thread
   const CFTypeID types[] = {CFDictionaryGetTypeID(), CFNumberGetTypeID(), CFStringGetTypeID()};
   std::array<std::int64_t, std::size(types)> before{};
   std::transform(std::begin(types), std::end(types), before.begin(), platform::live_objects);
