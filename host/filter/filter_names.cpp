@@ -112,7 +112,8 @@ std::vector<std::string> all_names_of(NameKind kind) {
   return {names.begin(), names.end()};
 }
 
-NameChoice::NameChoice(NameKind kind, const std::function<bool(std::string_view name)>& is_chosen) : kind_(kind) {
+NameChoice::NameChoice(NameKind kind, const std::function<bool(std::string_view name)>& is_chosen)
+    : table_of_(row_of(kind).table_of) {
   for (const NameTable table : tables_of(kind)) {
     tables_.push_back(choose(table, is_chosen));
   }
@@ -132,11 +133,14 @@ NameChoice::Table NameChoice::choose(NameTable names, const std::function<bool(s
 }
 
 std::optional<bool> NameChoice::chooses(const Report& report, std::uint64_t id) const {
-  const NameTable names = row_of(kind_).table_of(report);
-  const auto table = std::find_if(tables_.begin(), tables_.end(),
-                                  [names](const Table& candidate) { return candidate.rows == names.rows().data(); });
+  const profile_decoder::entry* rows = table_of_(report).rows().data();
+  const auto table =
+      std::find_if(tables_.begin(), tables_.end(), [rows](const Table& candidate) { return candidate.rows == rows; });
   if (table == tables_.end()) {
     return std::nullopt;
+  }
+  if (id < table->ids.size() && table->ids[id].id == id) {  // as in most tables, which begin at 0 and have no gaps
+    return table->ids[id].is_chosen;
   }
   const auto found = std::lower_bound(table->ids.begin(), table->ids.end(), id,
                                       [](const Id& row, std::uint64_t wanted) { return row.id < wanted; });

@@ -45,7 +45,7 @@ class NameChoice {
   };
   static Table choose(profile::NameTable names, const std::function<bool(std::string_view name)>& is_chosen);
 
-  NameKind kind_;
+  profile::NameTable (*table_of_)(const _HubProfileReport& report);  // the one in which an id has its name
   std::vector<Table> tables_;
 };
 

@@ -5,7 +5,7 @@
 #include <charconv>
 #include <cstring>
 
-#include "profile/digits.h"
+#include "profile/item_text.h"
 
 namespace hub::host {
 namespace {
@@ -24,8 +24,15 @@ constexpr std::size_t kNumberRoom = 32;  // of 64 bits in decimal, or a double's
 
 }  // namespace
 
+// Most numbers of a record are ids and counts, the text of which stands ready.
 void append_decimal(TextBuffer& out, std::uint64_t number) {
-  out.advance_to(profile::put_decimal(out.room(kNumberRoom), number, profile::decimal_length(number)));
+  char* const digits = out.room(kNumberRoom);
+  if (number < profile::kByteTexts.size()) {
+    constexpr std::size_t kComma = 1;
+    out.advance_to(profile::put_byte(digits, static_cast<std::uint8_t>(number)) - kComma);
+  } else {
+    out.advance_to(profile::put_decimal(digits, number, profile::decimal_length(number)));
+  }
 }
 
 void append_hexadecimal(TextBuffer& out, std::uint64_t number) {
