@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "IOKit/IOKitLib.h"
-#include "corefoundation/contents.h"
 #include "corefoundation/misuse.h"
 #include "corefoundation/owned.h"
 #include "corefoundation/string_object.h"
@@ -81,23 +80,24 @@ constexpr MatchingKey kMatchingKeys[] = {
 class Criteria {
  public:
   explicit Criteria(CFDictionaryRef matching) {
-    for (const KeyAndValue& pair : contents_of_dictionary(object_of(matching, "IOServiceGetMatchingService"))) {
-      const MatchingKey* row = row_of(pair.key);
-      if (row == nullptr || pair.value == nullptr) {
-        fits_nothing_ = true;
-        return;
+    const auto asked = static_cast<std::size_t>(CFDictionaryGetCount(matching));
+    for (const MatchingKey& row : kMatchingKeys) {
+      CFTypeRef value = nullptr;
+      if (count_ < asked && CFDictionaryGetValueIfPresent(matching, row.key(), &value)) {
+        wanted_[count_++] = {&row, value};
       }
-      wanted_[count_++] = {row, pair.value};
     }
+    has_unknown_key_ = count_ < asked;
   }
 
   [[nodiscard]] bool fit(const Entry& entry) const {
     for (std::size_t index = 0; index < count_; ++index) {
-      if (!wanted_[index].row->fits(entry, wanted_[index].value)) {
+      const Wanted& wanted = wanted_[index];
+      if (wanted.value == nullptr || !wanted.row->fits(entry, wanted.value)) {
         return false;
       }
     }
-    return !fits_nothing_;
+    return !has_unknown_key_;
   }
 
  private:
@@ -106,18 +106,9 @@ class Criteria {
     CFTypeRef value;
   };
 
-  static const MatchingKey* row_of(CFTypeRef key) {
-    for (const MatchingKey& row : kMatchingKeys) {
-      if (row.key() == key || CFEqual(row.key(), key)) {
-        return &row;
-      }
-    }
-    return nullptr;
-  }
-
-  std::array<Wanted, std::size(kMatchingKeys)> wanted_;  // a dictionary has each key once
+  std::array<Wanted, std::size(kMatchingKeys)> wanted_;
   std::size_t count_ = 0;
-  bool fits_nothing_ = false;
+  bool has_unknown_key_;
 };
 
 // The first of these entries and all below them, in the tree's order, that the test holds for.

@@ -130,6 +130,23 @@ TEST_F(Registry, matching_key_or_class_that_is_no_text_fits_nothing) {
   EXPECT_EQ(IOServiceGetMatchingService(0, matching(CFSTR(kIOProviderClassKey), five)), IO_OBJECT_NULL);
 }
 
+TEST_F(Registry, matching_dictionary_whose_keys_are_no_objects_fits_nothing) {
+  add(kNoParent, "A", 1);
+  const char keys[] = "five!";
+  const CFMutableDictionaryRef matching = CFDictionaryCreateMutable(kCFAllocatorDefault, 0, nullptr, nullptr);
+  for (const char& key : keys) {
+    CFDictionarySetValue(matching, &key, CFSTR("A"));
+  }
+  EXPECT_EQ(IOServiceGetMatchingService(kIOMasterPortDefault, matching), IO_OBJECT_NULL);
+}
+
+TEST_F(Registry, matching_argument_that_is_no_dictionary_ends_the_process) {
+  add(kNoParent, "A", 1);
+  EXPECT_DEATH(
+      IOServiceGetMatchingService(kIOMasterPortDefault, reinterpret_cast<CFDictionaryRef>(CFRetain(CFSTR("A")))),
+      "another type");
+}
+
 TEST_F(Registry, matching_dictionary_that_asks_for_nothing_fits_the_first_service) {
   add(kNoParent, "Bus", 1);
   add(kNoParent, "Sensor", 2);
