@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <string_view>
 #include <utility>
 
 #include "CoreFoundation/CoreFoundation.h"

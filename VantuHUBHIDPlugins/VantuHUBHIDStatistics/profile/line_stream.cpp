@@ -65,10 +65,4 @@ LineStream::~LineStream() {
   }
 }
 
-void LineStream::begin_empty() {
-  std::string text = take_text();
-  text.clear();
-  begin_with(std::move(text));
-}
-
 }  // namespace hub::profile

@@ -6,7 +6,6 @@
 #include <memory>
 #include <sstream>
 #include <string>
-#include <string_view>
 #include <utility>
 
 namespace hub::profile {
@@ -26,11 +25,7 @@ class LineStream {
   // The stream's text is this one from now on; what is written goes behind it, into its room.
   void begin_with(std::string&& text) { stream_->str(std::move(text)); }
 
-  // The stream is empty from now on, with the room that it has.
-  void begin_empty();
-
-  // The stream's text, valid until it is written to; the same, moved out of it.
-  [[nodiscard]] std::string_view text() const { return stream_->view(); }
+  // The stream's text, moved out of it.
   std::string take_text() { return std::move(*stream_).str(); }
 
  private:

@@ -8,6 +8,7 @@
 #include "profile/payload_items.h"
 
 namespace hub::profile {
+
 std::uint64_t number_of(const Field& field, Payload payload) {
   return field.kind.form == Form::kConstant ? field.kind.detail : load_number(payload, field);
 }
