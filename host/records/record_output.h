@@ -3,60 +3,36 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
-#include <future>
-#include <limits>
-#include <memory>
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "host/captures/capture_inputs.h"
 #include "host/io/output_file.h"
-#include "host/records/record_format.h"
+#include "host/records/block_crew.h"
+#include "host/records/block_writer.h"
 
 namespace hub::host {
 
-struct RecordOutputOptions {
-  std::function<std::unique_ptr<RecordFormat>()> make_format;
-  std::function<bool(const _HubProfileReport&)> selects;  // empty: all records; else called by all jobs
-  unsigned jobs = 1;  // threads that write forms; more than one only for forms in which a record knows no other
-  std::uint64_t most_records =
-      std::numeric_limits<std::uint64_t>::max();  // ends with the last of them; only with one job
-};
-
-// What the output holds does not depend on the number of jobs. Blocks of records go round a ring of slots, each with a
-// form object and buffers of its own: a slot is filled, worked on by some thread, and written when all before it are.
-// So memory is bounded by the ring, and the order needs no sorting.
+// What the output holds does not depend on the number of jobs.
 class RecordOutput : public RecordSink {
  public:
   RecordOutput(RecordOutputOptions options, OutputFile& output);
-  ~RecordOutput() override;
 
   std::size_t take(std::span<const _HubProfileReport> records) override;
   void drain() override;
-  [[nodiscard]] bool is_satisfied() const override { return written_records_ >= options_.most_records; }
+  [[nodiscard]] bool is_satisfied() const override { return counts_.written >= options_.most_records; }
 
   // Writes what is still to be written, and the end of the form.
   void finish();
 
-  // How many selected records have no such form.
-  [[nodiscard]] std::uint64_t records_without_form() const { return records_without_form_; }
+  // How many selected records have no such form. Complete when it is finished.
+  [[nodiscard]] std::uint64_t records_without_form() const { return counts_.without_form; }
 
  private:
-  struct Slot;
-  class Workers;
-
-  void write_oldest();
-
   RecordOutputOptions options_;
   OutputFile& output_;
-  std::vector<std::unique_ptr<Slot>> ring_;
-  std::size_t oldest_ = 0;   // slot of the ring that is written next
-  std::size_t in_work_ = 0;  // slots that are filled and not yet written
-  std::uint64_t written_records_ = 0;
-  std::uint64_t records_without_form_ = 0;
-  std::unique_ptr<Workers> workers_;  // none with one job; ends before the slots do
+  BlockWriter writer_;  // of what is written by one thread: the beginning, the end, and all with one job
+  RecordCounts counts_;
+  std::optional<BlockCrew> crew_;  // none with one job
 };
 
 }  // namespace hub::host

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <span>
 #include <stdexcept>
+#include <system_error>
 
 #include "tests/support/report_builder.h"
 
@@ -30,6 +31,11 @@ class NumberFormat : public RecordFormat {
     out += record.sequence_num != 13 ? std::to_string(record.sequence_num) + " " : "";
     return record.sequence_num != 13;
   }
+};
+
+class FormatWithoutBeginning : public NumberFormat {
+ public:
+  void begin(TextBuffer& /*out*/) override {}
 };
 
 class RecordOutputTest : public testing::Test {
@@ -59,6 +65,10 @@ class RecordOutputTest : public testing::Test {
   std::string finish() {
     output_->finish();
     file_->complete();
+    return written();
+  }
+
+  [[nodiscard]] std::string written() const {
     std::ifstream written(path_);
     return {std::istreambuf_iterator<char>(written), {}};
   }
@@ -147,6 +157,50 @@ TEST_F(RecordOutputTest, what_a_thread_throws_reaches_the_reader) {
   open();
   take(666, 666);
   EXPECT_THROW(output_->drain(), std::runtime_error);
+}
+
+TEST_F(RecordOutputTest, output_ends_before_the_block_that_a_thread_failed_at) {
+  for (const unsigned jobs : {1U, 2U, 5U}) {
+    TearDown();
+    SetUp();
+    options_.jobs = jobs;
+    open();
+    const auto take_all = [this] {
+      for (std::uint32_t number = 660; number < 700; number += 2) {
+        take(number, number + 1);
+      }
+      output_->drain();
+    };
+    EXPECT_THROW(take_all(), std::runtime_error) << jobs;
+    file_->complete();
+    EXPECT_EQ(written(), "<660 661 662 663 664 665 ") << jobs;
+  }
+}
+
+TEST_F(RecordOutputTest, failing_output_is_told_with_any_number_of_jobs) {
+  for (const unsigned jobs : {1U, 2U, 5U}) {
+    OutputFile full("/dev/full");
+    options_.jobs = jobs;
+    options_.make_format = [] { return std::make_unique<FormatWithoutBeginning>(); };
+    RecordOutput output(options_, full);
+    const _HubProfileReport record = report(0, 0, 0, 0).sequence(1);
+    const auto take_and_drain = [&] {
+      output.take(std::span(&record, 1));
+      output.drain();
+    };
+    EXPECT_THROW(take_and_drain(), std::system_error) << jobs;
+  }
+}
+
+TEST_F(RecordOutputTest, may_end_with_blocks_that_nobody_waits_for) {
+  options_.jobs = 5;
+  for (int round = 0; round < 100; ++round) {
+    open();
+    for (std::uint32_t number = 0; number < 9; ++number) {
+      take(number, number);
+    }
+    output_.reset();
+  }
 }
 
 }  // namespace
