@@ -5,11 +5,6 @@
 
 namespace hub::profile {
 
-char* put_long_decimal(char* out, std::uint64_t number, std::size_t length) {
-  out = put_decimal(out, number / kWordLimit, length - kWordDigits);
-  return put_last_digits(out, decimal_word(static_cast<std::uint32_t>(number % kWordLimit)), kWordDigits);
-}
-
 char* put_real_item(char* out, const ItemKey& key, double value, std::size_t column) {
   constexpr int kSignificantDigits = 6;
   std::array<char, 24> digits;
