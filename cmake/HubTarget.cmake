@@ -1,6 +1,22 @@
 # SPDX-License-Identifier: Apache-2.0
 
-# Gives a target the project's language level, warnings and sanitizers. Every target of ours calls it once.
+include(CheckPIESupported)
+check_pie_supported()
+
+# Against mistakes in memory that somebody could make use of. script/check-binary holds the libraries and commands to it.
+set(HUB_HARDENING -fstack-protector-strong)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+  list(APPEND HUB_HARDENING -fstack-clash-protection -fcf-protection)
+endif()
+if(NOT HUB_SANITIZE)  # sanitizers look at the calls themselves
+  list(APPEND HUB_HARDENING "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>")
+endif()
+set(HUB_HARDENED_LINKING LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack LINKER:-z,text)
+
+# What is built tells the same place, wherever it is built: two builds of the same sources are the same bytes.
+set(HUB_SAME_PLACE "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>")
+
+# Gives a target the project's language level, warnings, hardening and sanitizers. Every target of ours calls it once.
 function(hub_target target)
   target_compile_features(${target} PRIVATE c_std_11 cxx_std_20)
   set_target_properties(${target} PROPERTIES
@@ -10,7 +26,8 @@ function(hub_target target)
     VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
-    $<$<BOOL:${HUB_WARNINGS_AS_ERRORS}>:-Werror>)
+    $<$<BOOL:${HUB_WARNINGS_AS_ERRORS}>:-Werror> ${HUB_HARDENING} ${HUB_SAME_PLACE})
+  target_link_options(${target} PRIVATE ${HUB_HARDENED_LINKING})
   if(HUB_FUZZERS)
     target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
   endif()
