@@ -8,16 +8,22 @@ set(HUB_HARDENING -fstack-protector-strong)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
   list(APPEND HUB_HARDENING -fstack-clash-protection -fcf-protection)
 endif()
-if(NOT HUB_SANITIZE)  # sanitizers look at the calls themselves
-  list(APPEND HUB_HARDENING "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>")
-endif()
 set(HUB_HARDENED_LINKING LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack LINKER:-z,text)
 
 # What is built tells the same place, wherever it is built: two builds of the same sources are the same bytes.
 set(HUB_SAME_PLACE "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>")
 
 # Gives a target the project's language level, warnings, hardening and sanitizers. Every target of ours calls it once.
+# FORTIFY: how far calls of the C library are checked when the compiler optimises; 3 if not said.
 function(hub_target target)
+  cmake_parse_arguments(ARG "" "FORTIFY" "" ${ARGN})
+  if(NOT ARG_FORTIFY)
+    set(ARG_FORTIFY 3)
+  endif()
+  set(checked_calls "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=${ARG_FORTIFY}>")
+  if(HUB_SANITIZE)  # sanitizers look at the calls themselves
+    set(checked_calls "")
+  endif()
   target_compile_features(${target} PRIVATE c_std_11 cxx_std_20)
   set_target_properties(${target} PROPERTIES
     CXX_EXTENSIONS OFF
@@ -26,7 +32,7 @@ function(hub_target target)
     VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
-    $<$<BOOL:${HUB_WARNINGS_AS_ERRORS}>:-Werror> ${HUB_HARDENING} ${HUB_SAME_PLACE})
+    $<$<BOOL:${HUB_WARNINGS_AS_ERRORS}>:-Werror> ${HUB_HARDENING} ${checked_calls} ${HUB_SAME_PLACE})
   target_link_options(${target} PRIVATE ${HUB_HARDENED_LINKING})
   if(HUB_FUZZERS)
     target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
