@@ -98,13 +98,6 @@ inline void deallocate(CFAllocatorRef allocator, void* memory) {
   }
 }
 
-// Takes an object that was just created out of the counts, and keeps it for ever.
-template <typename T>
-void make_constant(T& object) {
-  object.references.store(kConstantObject, std::memory_order_relaxed);
-  ThreadShare::of_this_thread().count(object.type->type_id, -1);  // counts tell what somebody has still to release
-}
-
 // A new T, derived from Object, with `extra_bytes` behind it, owning one reference to its allocator and owned once by
 // the caller. Null when the allocator has no memory. Part of each function that creates: the calls in between would
 // cost as much as the rest.
@@ -125,6 +118,19 @@ template <typename T, typename... Arguments>
   T* object = std::construct_at(static_cast<T*>(memory), owner, std::forward<Arguments>(arguments)...);
   object->memory_steps = steps;
   share.count(object->type->type_id, 1);
+  return object;
+}
+
+// A new T that is there for ever and in no count; null when the heap is used up. On the device constants are part of the
+// program: making one here is no call of the allocator that could be told to fail.
+template <typename T, typename... Arguments>
+T* create_constant(std::size_t extra_bytes, Arguments&&... arguments) {
+  void* memory = std::malloc(sizeof(T) + extra_bytes);
+  if (memory == nullptr) {
+    return nullptr;
+  }
+  T* object = std::construct_at(static_cast<T*>(memory), &heap_allocator, std::forward<Arguments>(arguments)...);
+  object->references.store(kConstantObject, std::memory_order_relaxed);
   return object;
 }
 

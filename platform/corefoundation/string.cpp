@@ -118,11 +118,13 @@ CFStringRef __CFStringMakeConstantString(const char* text) {
   if (found != strings.end()) {
     return found->second;
   }
-  __CFString* string = create_string(kCFAllocatorDefault, text, kCFStringEncodingUTF8);
+  const std::string_view characters(text);
+  const Utf8Text examined = examine_utf8(characters);
+  const CFStringRef string =
+      examined.valid ? create_constant<__CFString>(characters.size() + 1, characters, examined) : nullptr;
   if (string == nullptr) {
     misuse("CFSTR", "the literal is not UTF-8, or there is no memory for it");
   }
-  make_constant(*string);
   strings.emplace(text, string);
   return string;
 }

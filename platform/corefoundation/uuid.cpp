@@ -49,12 +49,10 @@ CFUUIDRef constant_uuid(const CFUUIDBytes& bytes) {
   const std::lock_guard lock(mutex);
   CFUUIDRef& identifier = identifiers[std::string(reinterpret_cast<const char*>(&bytes), sizeof bytes)];
   if (identifier == nullptr) {
-    __CFUUID* made = create_object<__CFUUID>(kCFAllocatorDefault, 0, bytes);
-    if (made == nullptr) {
+    identifier = create_constant<__CFUUID>(0, bytes);
+    if (identifier == nullptr) {
       misuse("CFUUIDGetConstantUUIDWithBytes", "there is no memory for a constant");
     }
-    make_constant(*made);
-    identifier = made;
   }
   return identifier;
 }

@@ -382,6 +382,12 @@ TEST_F(Failures, of_one_function_leave_the_others_alone) {
   }
 }
 
+TEST_F(Failures, do_not_reach_constants) {
+  plan_failures({.first = 1, .and_all_later = true});
+  EXPECT_NE(CFSTR("made while every call fails"), nullptr);
+  EXPECT_NE(CFUUIDGetConstantUUIDWithBytes(nullptr, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 17), nullptr);
+}
+
 TEST_F(Failures, begin_at_the_planned_call_and_end_with_it) {
   plan_failures({.first = 2, .function = Fallible::kmach_error_string});
   EXPECT_NE(mach_error_string(kIOReturnError), nullptr);
