@@ -121,8 +121,8 @@ template <typename T, typename... Arguments>
   return object;
 }
 
-// A new T that is there for ever and in no count; null when the heap is used up. On the device constants are part of the
-// program: making one here is no call of the allocator that could be told to fail.
+// A new T that is there for ever and in no count; null when the heap is used up. On the device constants are part of
+// the program: making one here is no call of the allocator that could be told to fail.
 template <typename T, typename... Arguments>
 T* create_constant(std::size_t extra_bytes, Arguments&&... arguments) {
   void* memory = std::malloc(sizeof(T) + extra_bytes);
