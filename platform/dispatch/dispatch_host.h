@@ -14,4 +14,7 @@ PLATFORM_EXPORT std::int64_t live_queues();
 // Whether the caller runs on this queue. [any thread]
 PLATFORM_EXPORT bool is_on_queue(dispatch_queue_t queue);
 
+// Ends the process with a sentence about `caller` unless it runs on this queue. [any thread]
+PLATFORM_EXPORT void expect_on_queue(dispatch_queue_t queue, const char* caller);
+
 }  // namespace hub::platform

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <pthread.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstring>
 #include <future>
@@ -13,6 +15,7 @@
 #include <system_error>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #define ASIO_STANDALONE
 #define ASIO_DISABLE_VISIBILITY    // nothing of it leaves the library
@@ -25,6 +28,7 @@
 #include "dispatch/block.h"
 #include "dispatch/dispatch.h"
 #include "dispatch/dispatch_host.h"
+#include "dispatch/queue_control_host.h"
 #include "failures/failures.h"
 
 namespace hub::platform {
@@ -52,7 +56,10 @@ struct dispatch_queue_s {
   asio::executor_work_guard<asio::io_context::executor_type> owned_by_somebody{context.get_executor()};
   std::thread thread;
   std::size_t owners = 1;
-  std::size_t blocks = 0;  // added and not done yet
+  std::size_t blocks = 0;      // added and not done yet
+  bool is_controlled = false;  // there is no thread
+  bool is_running = false;     // a controlled one: in the midst of a block
+  std::uint64_t number = 0;    // its place in the order of creation
 };
 
 namespace hub::platform {
@@ -79,8 +86,12 @@ class QueueTable {
   dispatch_queue_t create(const char* label) {
     const auto queue = std::make_shared<dispatch_queue_s>();
     std::map<dispatch_queue_t, std::shared_ptr<dispatch_queue_s>> added{{queue.get(), queue}};
-    queue->thread = std::thread([queue, name = thread_name(label)] { run_queue(*queue, name); });
+    queue->is_controlled = waiter() != nullptr;
+    if (!queue->is_controlled) {
+      queue->thread = std::thread([queue, name = thread_name(label)] { run_queue(*queue, name); });
+    }
     const std::lock_guard lock(mutex_);
+    queue->number = ++last_number_;
     queues_.merge(added);  // allocates nothing: a queue whose thread runs must not get lost
     return queue.get();
   }
@@ -91,14 +102,16 @@ class QueueTable {
   }
 
   void release(dispatch_queue_t reference) {
-    std::thread thread = give_back(reference);
-    if (!thread.joinable()) {
+    const std::shared_ptr<dispatch_queue_s> ending = give_back(reference);
+    if (ending == nullptr) {
       return;
     }
-    if (is_on_queue(reference)) {
-      thread.detach();
+    if (ending->is_controlled) {
+      end_controlled(reference);
+    } else if (is_on_queue(reference)) {
+      ending->thread.detach();
     } else {
-      thread.join();
+      ending->thread.join();
     }
   }
 
@@ -114,24 +127,115 @@ class QueueTable {
     ++queue.blocks;
   }
 
+  // Returns when the block that is to keep this promise has run.
+  void wait_for(dispatch_queue_t reference, const std::future<void>& ran) {
+    if (!is_controlled(reference)) {
+      ran.wait();
+      return;
+    }
+    wait_until("dispatch_sync", [&ran] { return ran.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
+  }
+
+  void control(std::function<void()> wait) {
+    auto waiter = wait ? std::make_shared<const std::function<void()>>(std::move(wait)) : nullptr;
+    const std::lock_guard lock(mutex_);
+    waiter_.swap(waiter);
+  }
+
+  std::vector<dispatch_queue_t> runnable() {
+    const std::lock_guard lock(mutex_);
+    std::vector<dispatch_queue_t> found;
+    for (const auto& [reference, queue] : queues_) {
+      if (is_runnable(*queue)) {
+        found.push_back(reference);
+      }
+    }
+    std::sort(found.begin(), found.end(), [](auto* first, auto* second) { return first->number < second->number; });
+    return found;
+  }
+
+  void run_next(dispatch_queue_t reference) {
+    const std::shared_ptr<dispatch_queue_s> queue = begin_block(reference);
+    const dispatch_queue_t outer = std::exchange(current_queue, reference);
+    queue->context.poll_one();
+    current_queue = outer;
+    const std::lock_guard lock(mutex_);
+    queue->is_running = false;
+  }
+
  private:
+  using Waiter = std::shared_ptr<const std::function<void()>>;
+
   // What the block holds goes on the queue too, and before the block counts as done.
   template <typename Block>
   static void run_and_forget(Block block) {
     call_block(block);
   }
 
-  // The queue's thread when that was the last reference, to be waited for without the lock.
-  std::thread give_back(dispatch_queue_t reference) {
+  // The queue when that was the last reference, to be waited for without the lock.
+  std::shared_ptr<dispatch_queue_s> give_back(dispatch_queue_t reference) {
     const std::lock_guard lock(mutex_);
     dispatch_queue_s& queue = owned(reference, "dispatch_release");
     if (--queue.owners != 0) {
-      return {};
+      return nullptr;
     }
-    std::thread thread = std::move(queue.thread);
+    std::shared_ptr<dispatch_queue_s> ending = queues_.at(reference);
     queue.owned_by_somebody.reset();
     forget_if_over(queue);
-    return thread;
+    return ending;
+  }
+
+  // Called elsewhere than on the queue: returns when its blocks have run.
+  void end_controlled(dispatch_queue_t reference) {
+    if (!is_on_queue(reference)) {
+      wait_until("dispatch_release", [&] { return !is_controlled(reference); });
+    }
+  }
+
+  // Has the host run blocks until it is so.
+  template <typename Condition>
+  void wait_until(const char* function, const Condition& is_so) {
+    while (!is_so()) {
+      const std::uint64_t before = blocks_begun();
+      if (const Waiter waiter = this->waiter()) {
+        (*waiter)();
+      }
+      if (blocks_begun() == before) {
+        misuse(function, "waits for a block, and the host runs none");
+      }
+    }
+  }
+
+  std::shared_ptr<dispatch_queue_s> begin_block(dispatch_queue_t reference) {
+    const std::lock_guard lock(mutex_);
+    dispatch_queue_s& queue = live(reference, "run_next_block");
+    if (!is_runnable(queue)) {
+      misuse("run_next_block", "a queue that cannot run a block now");
+    }
+    queue.is_running = true;
+    ++blocks_begun_;
+    return queues_.at(reference);
+  }
+
+  static bool is_runnable(const dispatch_queue_s& queue) {
+    return queue.is_controlled && !queue.is_running && queue.blocks > 0;
+  }
+
+  // False for a queue that is over.
+  bool is_controlled(dispatch_queue_t reference) {
+    const std::lock_guard lock(mutex_);
+    const auto found = queues_.find(reference);
+    return found != queues_.end() && found->second->is_controlled;
+  }
+
+  Waiter waiter() {
+    const std::lock_guard lock(mutex_);
+    return waiter_;
+  }
+
+  std::uint64_t blocks_begun() {
+    const std::lock_guard lock(mutex_);
+    return blocks_begun_;
   }
 
   void count_as_done(dispatch_queue_s& queue) {
@@ -166,6 +270,9 @@ class QueueTable {
 
   std::mutex mutex_;
   std::map<dispatch_queue_t, std::shared_ptr<dispatch_queue_s>> queues_;
+  Waiter waiter_;                   // set: queues that are created are controlled
+  std::uint64_t last_number_ = 0;   // of a queue
+  std::uint64_t blocks_begun_ = 0;  // on controlled queues
 };
 
 QueueTable& queues() {
@@ -178,6 +285,18 @@ QueueTable& queues() {
 std::int64_t live_queues() { return live_count.load(std::memory_order_relaxed); }
 
 bool is_on_queue(dispatch_queue_t queue) { return queue != nullptr && queue == current_queue; }
+
+void expect_on_queue(dispatch_queue_t queue, const char* caller) {
+  if (!is_on_queue(queue)) {
+    misuse(caller, "called elsewhere than on its queue");
+  }
+}
+
+void control_queues(std::function<void()> wait) { queues().control(std::move(wait)); }
+
+std::vector<dispatch_queue_t> runnable_queues() { return queues().runnable(); }
+
+void run_next_block(dispatch_queue_t queue) { queues().run_next(queue); }
 
 }  // namespace hub::platform
 
@@ -217,5 +336,5 @@ void dispatch_sync(dispatch_queue_t queue, const dispatch_block_t& block) {
         promise.set_value();
       },
       "dispatch_sync");
-  ran.wait();
+  queues().wait_for(queue, ran);
 }

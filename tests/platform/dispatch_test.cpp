@@ -295,6 +295,16 @@ TEST_F(DispatchMisuse, sync_onto_its_own_queue_ends_the_process) {
                "platform: dispatch_sync: the queue that it is called on");
 }
 
+TEST_F(DispatchMisuse, what_is_called_elsewhere_than_on_its_queue_ends_the_process) {
+  const Queue queue;
+  const Queue other;
+  dispatch_sync(queue, [&] { platform::expect_on_queue(queue, "a handler"); });
+  EXPECT_DEATH(platform::expect_on_queue(queue, "a handler"),
+               "platform: a handler: called elsewhere than on its queue");
+  EXPECT_DEATH(dispatch_sync(other, [&] { platform::expect_on_queue(queue, "a handler"); }),
+               "platform: a handler: called elsewhere than on its queue");
+}
+
 TEST_F(DispatchMisuse, empty_block_ends_the_process) {
   const Queue queue;
   EXPECT_DEATH(dispatch_async(queue, nullptr), "platform: dispatch_async: an empty block");
