@@ -12,6 +12,7 @@
 #include "corefoundation/misuse.h"
 #include "ledger/ledger_file.h"
 #include "ledger/ledger_schema.h"
+#include "ledger/sole_use.h"
 
 namespace hub::platform {
 namespace {
@@ -215,6 +216,7 @@ void SqliteLedger::take_back() {
 // after would stay.
 template <typename Operation>
 bool SqliteLedger::attempt(const Operation& operation) {
+  const SoleUse use(in_use_, "SqliteLedger");
   if (failure_) {
     return false;
   }
@@ -241,6 +243,7 @@ bool SqliteLedger::attempt(const Operation& operation) {
 }
 
 void SqliteLedger::begin_batch() {
+  const SoleUse use(in_use_, "SqliteLedger::begin_batch");
   if (in_batch_) {
     misuse("SqliteLedger::begin_batch", "a batch is open");
   }
@@ -249,6 +252,7 @@ void SqliteLedger::begin_batch() {
 }
 
 void SqliteLedger::commit_batch() {
+  const SoleUse use(in_use_, "SqliteLedger::commit_batch");
   const std::optional<std::string> failure = failure_;
   end_batch("SqliteLedger::commit_batch");
   if (failure) {
@@ -264,6 +268,7 @@ void SqliteLedger::commit_batch() {
 }
 
 void SqliteLedger::abandon_batch() {
+  const SoleUse use(in_use_, "SqliteLedger::abandon_batch");
   end_batch("SqliteLedger::abandon_batch");
   take_back();
 }
@@ -277,6 +282,7 @@ void SqliteLedger::end_batch(const char* function) {
 }
 
 LedgerContents SqliteLedger::contents() {
+  const SoleUse use(in_use_, "SqliteLedger::contents");
   if (in_batch_ && !failure_) {
     try {
       write_pending();

@@ -2,6 +2,7 @@
 // The face by which a host keeps the statistics in a database.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <optional>
 #include <string>
@@ -27,7 +28,8 @@ namespace hub::platform {
 // is not filed. Only a sample that is no finite number is just not filed, with false.
 //
 // What was committed stays, also when the process is killed or the machine stops; a batch that was not is absent. Other
-// processes may read the file at any time and write when no batch is open. [one thread at a time]
+// processes may read the file at any time and write when no batch is open. A call while another thread is in one is a
+// misuse. [one thread at a time]
 class PLATFORM_EXPORT SqliteLedger final : public Ledger {
  public:
   // A ledger in memory, empty, gone with the object.
@@ -81,6 +83,7 @@ class PLATFORM_EXPORT SqliteLedger final : public Ledger {
   void take_back();
   void end_batch(const char* function);
 
+  std::atomic<bool> in_use_ = false;  // by a call
   Database database_;
   Statement delete_scalar_;
   BulkStatement add_to_scalars_;

@@ -11,6 +11,7 @@
 
 #include "corefoundation/misuse.h"
 #include "dispatch/block.h"
+#include "dispatch/dispatch_host.h"
 #include "dispatch/retained_queue.h"
 #include "failures/failures.h"
 #include "notify/notify_host.h"
@@ -45,6 +46,7 @@ class NotificationCenter {
   void clear() {
     Registrations removed;  // as above
     const std::lock_guard lock(mutex_);
+    expect_elsewhere("clear_notifications");
     removed.swap(registrations_);
   }
 
@@ -73,6 +75,15 @@ class NotificationCenter {
     return tokens;
   }
 
+  // What was posted before would still be on its way when the caller goes on.
+  void expect_elsewhere(const char* function) const {
+    for (const auto& [token, registration] : registrations_) {
+      if (is_on_queue(registration.queue.get())) {
+        misuse(function, "called on the queue of a registration");
+      }
+    }
+  }
+
   // Adds the handler to its queue; one without a queue is returned, to be called without the lock. One that was
   // cancelled since the post began is left out. The block is added under the lock and holds no reference to its queue:
   // once a registration is cancelled, the queue's last release is its owner's.
@@ -86,7 +97,10 @@ class NotificationCenter {
     if (registration.queue.get() == nullptr) {
       return registration.handler;
     }
-    dispatch_async(registration.queue.get(), [handler = registration.handler, token] { (*handler)(token); });
+    dispatch_async(registration.queue.get(), [handler = registration.handler, token, queue = registration.queue.get()] {
+      expect_on_queue(queue, "the handler of a notification");
+      (*handler)(token);
+    });
     return nullptr;
   }
 

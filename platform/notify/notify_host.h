@@ -11,7 +11,7 @@ namespace hub::platform {
 // How many registrations there are. [any thread]
 PLATFORM_EXPORT std::size_t notification_registrations();
 
-// Ends all of them and releases their queues. [any thread but their queues]
+// Ends all of them and releases their queues. On one of these queues it is a misuse. [any thread but their queues]
 PLATFORM_EXPORT void clear_notifications();
 
 }  // namespace hub::platform

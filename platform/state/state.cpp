@@ -10,6 +10,7 @@
 
 #include "corefoundation/misuse.h"
 #include "dispatch/block.h"
+#include "dispatch/dispatch_host.h"
 #include "dispatch/retained_queue.h"
 #include "failures/failures.h"
 #include "state/state_host.h"
@@ -46,9 +47,24 @@ class HandlerTable {
     return handlers_;
   }
 
+  // The same, to be asked; each call has its end_capture.
+  Handlers begin_capture() {
+    const std::lock_guard lock(mutex_);
+    ++captures_;
+    return handlers_;
+  }
+
+  void end_capture() {
+    const std::lock_guard lock(mutex_);
+    --captures_;
+  }
+
   void clear() {
     Handlers removed;  // their queues are released when the lock is gone
     const std::lock_guard lock(mutex_);
+    if (captures_ != 0) {
+      misuse("clear_state_handlers", "state is being captured");
+    }
     removed.swap(handlers_);
   }
 
@@ -56,6 +72,7 @@ class HandlerTable {
   std::mutex mutex_;
   Handlers handlers_;
   os_state_handle_t last_handle_ = 0;
+  std::size_t captures_ = 0;  // under way
 };
 
 HandlerTable& handlers() {
@@ -63,12 +80,32 @@ HandlerTable& handlers() {
   return instance;
 }
 
-OwnedStateData answer_of(const Handler& handler, std::uint32_t api) {
+// The handlers of now, who stay for as long as they are asked.
+class Capture {
+ public:
+  Capture() : asked_(handlers().begin_capture()) {}
+  Capture(const Capture&) = delete;
+  Capture& operator=(const Capture&) = delete;
+  ~Capture() { handlers().end_capture(); }
+
+  [[nodiscard]] const Handlers& asked() const { return asked_; }
+
+ private:
+  const Handlers asked_;
+};
+
+OwnedStateData answer_of(const Handler& handler, std::uint32_t api, const char* function) {
+  if (is_on_queue(handler.queue.get())) {
+    misuse(function, "called on a handler's queue");
+  }
   os_state_hints_s hints{api};  // each handler's own: it may write to them
   OwnedStateData answer;
   const auto ask = [&] { answer.reset(call_block(handler.block, &hints)); };
   if (handler.queue.get() != nullptr) {
-    dispatch_sync(handler.queue.get(), ask);
+    dispatch_sync(handler.queue.get(), [&] {
+      expect_on_queue(handler.queue.get(), "a state handler");
+      ask();
+    });
   } else {
     ask();
   }
@@ -80,20 +117,22 @@ OwnedStateData answer_of(const Handler& handler, std::uint32_t api) {
 std::size_t state_handlers() { return handlers().all().size(); }
 
 void capture_state(std::uint32_t api, const std::function<void(std::size_t handler, OwnedStateData data)>& take) {
-  const Handlers asked = handlers().all();
+  const Capture capture;
+  const Handlers& asked = capture.asked();
   for (std::size_t number = 0; number < asked.size(); ++number) {
-    if (OwnedStateData answer = answer_of(*asked[number], api)) {
+    if (OwnedStateData answer = answer_of(*asked[number], api, "capture_state")) {
       take(number, std::move(answer));
     }
   }
 }
 
 OwnedStateData ask_state_handler(std::size_t handler, std::uint32_t api) {
-  const Handlers asked = handlers().all();
+  const Capture capture;
+  const Handlers& asked = capture.asked();
   if (handler >= asked.size()) {
     misuse("ask_state_handler", "no such handler");
   }
-  return answer_of(*asked[handler], api);
+  return answer_of(*asked[handler], api, "ask_state_handler");
 }
 
 void clear_state_handlers() { handlers().clear(); }

@@ -206,6 +206,17 @@ TEST_F(Notify, registration_without_a_handler_or_a_token_ends_the_process) {
                "platform: notify_register_dispatch: NULL in place of a token");
 }
 
+TEST_F(Notify, clearing_on_the_queue_of_a_registration_ends_the_process) {
+  const Queue queue;
+  const Queue other;
+  listener();
+  listener(queue);
+  EXPECT_DEATH(dispatch_sync(queue, platform::clear_notifications),
+               "platform: clear_notifications: called on the queue of a registration");
+  dispatch_sync(other, platform::clear_notifications);
+  EXPECT_EQ(platform::notification_registrations(), 0U);
+}
+
 TEST_F(Notify, handler_that_throws_ends_the_process) {
   const auto post_and_catch = [] {
     registered([](int) { throw std::runtime_error("thrown by a handler"); });

@@ -438,5 +438,19 @@ TEST_F(SqliteLedgerDeathTest, batches_that_do_not_pair_are_misuses) {
   EXPECT_DEATH(ledger.begin_batch(), "SqliteLedger::begin_batch: a batch is open");
 }
 
+// One thread waits in it for another connection, and this one comes as well.
+TEST_F(SqliteLedgerDeathTest, two_threads_in_it_at_once_are_a_misuse) {
+  const auto use_in_two_threads = [this] {
+    SqliteLedger ledger(file());
+    Probe other(file());
+    other.run("BEGIN IMMEDIATE");
+    const std::thread waiting([&ledger] { ledger.begin_batch(); });
+    for (;;) {
+      static_cast<void>(ledger.contents());
+    }
+  };
+  EXPECT_DEATH(use_in_two_threads(), "platform: SqliteLedger::[a-z_]+: called while another thread uses the object");
+}
+
 }  // namespace
 }  // namespace hub::test

@@ -237,6 +237,35 @@ TEST_F(State, many_threads_can_register_and_capture) {
   EXPECT_EQ(capture().size(), 80U);
 }
 
+TEST_F(State, capture_on_a_handlers_queue_ends_the_process) {
+  const Queue queue;
+  const Queue other;
+  answering("first", queue);
+  EXPECT_DEATH(dispatch_sync(queue, [] { capture(); }), "platform: capture_state: called on a handler's queue");
+  EXPECT_DEATH(dispatch_sync(queue, [] { platform::ask_state_handler(0, OS_STATE_API_REQUEST); }),
+               "platform: ask_state_handler: called on a handler's queue");
+  dispatch_sync(other, [] { EXPECT_EQ(capture(), (Taken{{0, "first"}})); });
+}
+
+TEST_F(State, handlers_that_are_cleared_while_they_are_asked_end_the_process) {
+  os_state_add_handler(nullptr, [](os_state_hints_t) -> os_state_data_t {
+    platform::clear_state_handlers();
+    return nullptr;
+  });
+  EXPECT_DEATH(capture(), "platform: clear_state_handlers: state is being captured");
+  EXPECT_DEATH(platform::ask_state_handler(0, OS_STATE_API_REQUEST),
+               "platform: clear_state_handlers: state is being captured");
+}
+
+TEST_F(State, capture_that_ends_with_an_exception_is_over) {
+  answering("first");
+  EXPECT_THROW(platform::capture_state(OS_STATE_API_REQUEST,
+                                       [](std::size_t, const OwnedStateData&) { throw std::runtime_error("full"); }),
+               std::runtime_error);
+  platform::clear_state_handlers();
+  EXPECT_EQ(platform::state_handlers(), 0U);
+}
+
 TEST_F(State, empty_handler_ends_the_process) {
   EXPECT_DEATH(os_state_add_handler(nullptr, nullptr), "platform: os_state_add_handler: an empty block");
 }
