@@ -11,13 +11,14 @@ void free_object(const Object& constant_object) {
   Object& object = const_cast<Object&>(constant_object);  // the last reference is gone: nobody else can see it
   const CFAllocatorRef allocator = object.allocator;
   const std::uint16_t steps = object.memory_steps;
-  ThreadShare& share = ThreadShare::of_this_thread();
-  share.count(object.type->type_id, -1);
+  ThreadShare* share = ThreadShare::of_this_thread();
+  const CFTypeID type_id = object.type->type_id;
+  share != nullptr ? share->count(type_id, -1) : ThreadShare::count_without_share(type_id, -1);
   if (object.type->destroy != nullptr) {
     object.type->destroy(object);
   }
   if (allocator == &heap_allocator) {
-    share.keep_freed(&object, steps);
+    share != nullptr ? share->keep_freed(&object, steps) : std::free(&object);
     return;
   }
   CFAllocatorDeallocate(allocator, &object);

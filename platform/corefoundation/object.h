@@ -15,6 +15,7 @@
 
 #include "CoreFoundation/CFAllocator.h"
 #include "CoreFoundation/CFBase.h"
+#include "corefoundation/constant_memory.h"
 #include "corefoundation/object_head.h"
 #include "corefoundation/thread_share.h"
 #include "failures/failures.h"
@@ -107,8 +108,11 @@ template <typename T, typename... Arguments>
   const CFAllocatorRef owner = allocator != nullptr ? allocator : &heap_allocator;
   const std::size_t length_bytes = sizeof(T) + extra_bytes;
   const std::uint16_t steps = is_plain_heap(owner) ? ThreadShare::steps_of(length_bytes) : 0;
-  ThreadShare& share = ThreadShare::of_this_thread();
-  void* memory = steps != 0 ? share.object_memory(steps) : allocate(owner, length_bytes);
+  ThreadShare* share = ThreadShare::of_this_thread();
+  if (share == nullptr) {
+    return nullptr;
+  }
+  void* memory = steps != 0 ? share->object_memory(steps) : allocate(owner, length_bytes);
   if (memory == nullptr) {
     return nullptr;
   }
@@ -117,17 +121,17 @@ template <typename T, typename... Arguments>
   }
   T* object = std::construct_at(static_cast<T*>(memory), owner, std::forward<Arguments>(arguments)...);
   object->memory_steps = steps;
-  share.count(object->type->type_id, 1);
+  share->count(object->type->type_id, 1);
   return object;
 }
 
-// A new T that is there for ever and in no count; null when the heap is used up. On the device constants are part of
-// the program: making one here is no call of the allocator that could be told to fail.
+// A new T that is there for ever and in no count; throws std::bad_alloc. On the device constants are part of the
+// program: making one here is no call of the allocator that could be told to fail.
 template <typename T, typename... Arguments>
 T* create_constant(std::size_t extra_bytes, Arguments&&... arguments) {
-  void* memory = std::malloc(sizeof(T) + extra_bytes);
+  void* memory = constant_memory(sizeof(T) + extra_bytes);
   if (memory == nullptr) {
-    return nullptr;
+    throw std::bad_alloc();
   }
   T* object = std::construct_at(static_cast<T*>(memory), &heap_allocator, std::forward<Arguments>(arguments)...);
   object->references.store(kConstantObject, std::memory_order_relaxed);

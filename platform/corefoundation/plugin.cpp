@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <array>
 #include <cstring>
 #include <map>
 #include <mutex>
-#include <string>
 
 #include "CoreFoundation/CFPlugIn.h"
 #include "corefoundation/corefoundation_host.h"
 #include "corefoundation/misuse.h"
+#include "corefoundation/never_destroyed.h"
 
 namespace hub::platform {
 namespace {
@@ -34,20 +35,22 @@ class PlugInInstances {
   }
 
  private:
-  static std::string key_of(CFUUIDRef factory) {
+  using Key = std::array<char, sizeof(CFUUIDBytes)>;
+
+  static Key key_of(CFUUIDRef factory) {
     const CFUUIDBytes bytes = CFUUIDGetUUIDBytes(factory);
-    std::string key(sizeof bytes, '\0');
+    Key key{};
     std::memcpy(key.data(), &bytes, sizeof bytes);
     return key;
   }
 
   std::mutex mutex_;
-  std::map<std::string, std::int64_t> counts_;
+  std::map<Key, std::int64_t> counts_;
 };
 
 PlugInInstances& instances() {
-  static auto& table = *new PlugInInstances;  // never destroyed: objects may go while the process ends
-  return table;
+  static NeverDestroyed<PlugInInstances> table;  // objects may go while the process ends
+  return table.get();
 }
 
 }  // namespace

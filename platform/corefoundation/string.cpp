@@ -1,13 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <map>
+#include <memory>
 #include <mutex>
-#include <string>
+#include <new>
 #include <string_view>
+#include <utility>
 
 #include "CoreFoundation/CFString.h"
+#include "corefoundation/constant_memory.h"
 #include "corefoundation/misuse.h"
+#include "corefoundation/never_destroyed.h"
 #include "corefoundation/object.h"
 #include "corefoundation/string_object.h"
 #include "corefoundation/utf8.h"
@@ -45,6 +50,20 @@ __CFString* create_string(CFAllocatorRef allocator, std::string_view text, CFStr
     return nullptr;
   }
   return create_object<__CFString>(allocator, text.size() + 1, text, examined);
+}
+
+// A new constant, found by its own text from now on.
+template <typename ByText>
+CFStringRef remember_constant(ByText& strings, std::string_view text) try {
+  const Utf8Text examined = examine_utf8(text);
+  if (!examined.valid) {
+    misuse("CFSTR", "the literal is not UTF-8");
+  }
+  const auto* string = create_constant<__CFString>(text.size() + 1, text, examined);
+  strings.emplace(string->view(), string);
+  return string;
+} catch (const std::bad_alloc&) {
+  misuse("CFSTR", "there is no memory for a constant");
 }
 
 }  // namespace
@@ -110,21 +129,15 @@ CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encod
 }
 
 CFStringRef __CFStringMakeConstantString(const char* text) {
+  using ByText = std::map<std::string_view, CFStringRef, std::less<>,
+                          ConstantAllocator<std::pair<const std::string_view, CFStringRef>>>;
   // Never destroyed: constant strings outlive everything that may still use them while the process ends.
-  static auto& strings = *new std::map<std::string, CFStringRef, std::less<>>;
-  static auto& mutex = *new std::mutex;
-  const std::lock_guard lock(mutex);
-  const auto found = strings.find(std::string_view(text));
-  if (found != strings.end()) {
+  static NeverDestroyed<ByText> strings;
+  static NeverDestroyed<std::mutex> mutex;
+  const std::lock_guard lock(mutex.get());
+  const auto found = strings.get().find(text);
+  if (found != strings.get().end()) {
     return found->second;
   }
-  const std::string_view characters(text);
-  const Utf8Text examined = examine_utf8(characters);
-  const CFStringRef string =
-      examined.valid ? create_constant<__CFString>(characters.size() + 1, characters, examined) : nullptr;
-  if (string == nullptr) {
-    misuse("CFSTR", "the literal is not UTF-8, or there is no memory for it");
-  }
-  strings.emplace(text, string);
-  return string;
+  return remember_constant(strings.get(), text);
 }

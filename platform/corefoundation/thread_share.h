@@ -51,8 +51,9 @@ class FreedQueue {
 
 class ThreadShare {
  public:
-  // The calling thread's. A thread that ends leaves its share, as it is, to one that comes later.
-  static ThreadShare& of_this_thread() { return current_ != nullptr ? *current_ : take_one(); }
+  // The calling thread's. A thread that ends leaves its share, as it is, to one that comes later. Null when there is no
+  // memory for one.
+  static ThreadShare* of_this_thread() { return current_ != nullptr ? current_ : take_one(); }
 
   // `change` objects of this type came into being, or went when it is negative. One share may count less than none:
   // objects go in other threads than they came in.
@@ -83,6 +84,9 @@ class ThreadShare {
     }
   }
 
+  // The same for a thread for whose share there is no memory: others may do so at the same time.
+  static void count_without_share(CFTypeID type_id, int change);
+
   // The sum over all threads.
   static std::int64_t count_of_all(CFTypeID type_id);
 
@@ -92,7 +96,7 @@ class ThreadShare {
   static constexpr std::size_t kStepBytes = 16;
   static constexpr std::size_t kMostSteps = 96;
 
-  static ThreadShare& take_one();
+  static ThreadShare* take_one();
   void keep_freed_of_unknown_length(void* memory);
 
   // In the thread's static block: read at each creation and each release.
@@ -101,6 +105,7 @@ class ThreadShare {
   std::array<std::atomic<std::int64_t>, kTypeIdLimit> counts_{};
   std::array<FreedQueue, kMostSteps + 1> freed_{};  // by their lengths in steps, and first those of other lengths
   bool taken_ = true;
+  ThreadShare* next_ = nullptr;  // of all that there are
 };
 
 }  // namespace hub::platform

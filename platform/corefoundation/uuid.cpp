@@ -5,12 +5,16 @@
 #include <cstring>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
-#include <string>
+#include <new>
 #include <string_view>
+#include <utility>
 
 #include "CoreFoundation/CFString.h"
+#include "corefoundation/constant_memory.h"
 #include "corefoundation/misuse.h"
+#include "corefoundation/never_destroyed.h"
 #include "corefoundation/object.h"
 #include "failures/failures.h"
 
@@ -41,20 +45,26 @@ const __CFUUID& uuid_of(CFUUIDRef identifier, const char* function) {
   return static_cast<const __CFUUID&>(object_of(identifier, kUuidClass, function));
 }
 
+using ByBytes =
+    std::map<std::string_view, CFUUIDRef, std::less<>, ConstantAllocator<std::pair<const std::string_view, CFUUIDRef>>>;
+
+// A new constant, found by its own bytes from now on.
+CFUUIDRef remember_constant(ByBytes& identifiers, const CFUUIDBytes& bytes) try {
+  const auto* identifier = create_constant<__CFUUID>(0, bytes);
+  identifiers.emplace(identifier->view(), identifier);
+  return identifier;
+} catch (const std::bad_alloc&) {
+  misuse("CFUUIDGetConstantUUIDWithBytes", "there is no memory for a constant");
+}
+
 // The constant identifier of these bytes, made at the first call.
 CFUUIDRef constant_uuid(const CFUUIDBytes& bytes) {
   // Never destroyed: constants outlive everything that may still use them while the process ends.
-  static auto& identifiers = *new std::map<std::string, CFUUIDRef>;
-  static auto& mutex = *new std::mutex;
-  const std::lock_guard lock(mutex);
-  CFUUIDRef& identifier = identifiers[std::string(reinterpret_cast<const char*>(&bytes), sizeof bytes)];
-  if (identifier == nullptr) {
-    identifier = create_constant<__CFUUID>(0, bytes);
-    if (identifier == nullptr) {
-      misuse("CFUUIDGetConstantUUIDWithBytes", "there is no memory for a constant");
-    }
-  }
-  return identifier;
+  static NeverDestroyed<ByBytes> identifiers;
+  static NeverDestroyed<std::mutex> mutex;
+  const std::lock_guard lock(mutex.get());
+  const auto found = identifiers.get().find({reinterpret_cast<const char*>(&bytes), sizeof bytes});
+  return found != identifiers.get().end() ? found->second : remember_constant(identifiers.get(), bytes);
 }
 
 }  // namespace
@@ -89,14 +99,16 @@ CFStringRef CFUUIDCreateString(CFAllocatorRef allocator, CFUUIDRef identifier) {
     return nullptr;
   }
   constexpr std::string_view kDigits = "0123456789ABCDEF";
-  std::string text;
+  constexpr std::size_t kTextBytes = 36;
+  std::array<char, kTextBytes + 1> text{};
+  char* out = text.data();
   for (const char character : uuid_of(identifier, "CFUUIDCreateString").view()) {
     const auto byte = static_cast<unsigned char>(character);
-    if (text.size() == 8 || text.size() == 13 || text.size() == 18 || text.size() == 23) {
-      text += '-';
+    if (const auto length = out - text.data(); length == 8 || length == 13 || length == 18 || length == 23) {
+      *out++ = '-';
     }
-    text += kDigits[byte >> 4U];
-    text += kDigits[byte & 0xFU];
+    *out++ = kDigits[byte >> 4U];
+    *out++ = kDigits[byte & 0xFU];
   }
-  return CFStringCreateWithCString(allocator, text.c_str(), kCFStringEncodingASCII);
+  return CFStringCreateWithCString(allocator, text.data(), kCFStringEncodingASCII);
 }

@@ -14,7 +14,7 @@ constexpr dispatch_once_t kHasRun = -1;
 
 // A number that no other living thread has.
 dispatch_once_t this_thread() {
-  thread_local char mark;
+  [[gnu::tls_model("initial-exec")]] thread_local char mark;
   return static_cast<dispatch_once_t>(reinterpret_cast<std::intptr_t>(&mark));
 }
 

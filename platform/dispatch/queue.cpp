@@ -3,10 +3,9 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <cstring>
-#include <future>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -25,6 +24,7 @@
 #include <asio/post.hpp>
 
 #include "corefoundation/misuse.h"
+#include "corefoundation/never_destroyed.h"
 #include "dispatch/block.h"
 #include "dispatch/dispatch.h"
 #include "dispatch/dispatch_host.h"
@@ -43,7 +43,7 @@ struct CountedLife {
   ~CountedLife() { live_count.fetch_sub(1, std::memory_order_relaxed); }
 };
 
-constinit thread_local dispatch_queue_t current_queue = nullptr;
+[[gnu::tls_model("initial-exec")]] constinit thread_local dispatch_queue_t current_queue = nullptr;
 
 }  // namespace
 }  // namespace hub::platform
@@ -78,6 +78,32 @@ void run_queue(dispatch_queue_s& queue, const std::string& name) {
   current_queue = &queue;
   queue.context.run();
 }
+
+// Whether a block has run. Needs no memory, neither to be there nor to go.
+class Done {
+ public:
+  // The last thing that is done with it: whoever waits may end this object once the lock is given back.
+  void tell() {
+    const std::lock_guard lock(mutex_);
+    is_done_ = true;
+    told_.notify_all();
+  }
+
+  void wait() {
+    std::unique_lock lock(mutex_);
+    told_.wait(lock, [this] { return is_done_; });
+  }
+
+  bool is_told() {
+    const std::lock_guard lock(mutex_);
+    return is_done_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable told_;
+  bool is_done_ = false;
+};
 
 // The queues that somebody owns or that have blocks to run, by their addresses: any other address is a misuse. One lock
 // guards the table and the counts and threads of its queues. The thread itself keeps its queue in memory.
@@ -127,13 +153,13 @@ class QueueTable {
     ++queue.blocks;
   }
 
-  // Returns when the block that is to keep this promise has run.
-  void wait_for(dispatch_queue_t reference, const std::future<void>& ran) {
+  // Returns when the block that is to tell this has run.
+  void wait_for(dispatch_queue_t reference, Done& done) {
     if (!is_controlled(reference)) {
-      ran.wait();
+      done.wait();
       return;
     }
-    wait_until("dispatch_sync", [&ran] { return ran.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
+    wait_until("dispatch_sync", [&done] { return done.is_told(); });
   }
 
   void control(std::function<void()> wait) {
@@ -276,8 +302,8 @@ class QueueTable {
 };
 
 QueueTable& queues() {
-  static auto& instance = *new QueueTable;  // never destroyed: queues may run until the very end of the process
-  return instance;
+  static NeverDestroyed<QueueTable> instance;  // queues may run until the very end of the process
+  return instance.get();
 }
 
 }  // namespace
@@ -327,14 +353,13 @@ void dispatch_sync(dispatch_queue_t queue, const dispatch_block_t& block) {
   if (is_on_queue(queue)) {
     misuse("dispatch_sync", "the queue that it is called on");
   }
-  std::promise<void> promise;
-  const std::future<void> ran = promise.get_future();
+  Done done;
   queues().add(
       queue,
-      [&block, promise = std::move(promise)]() mutable {
+      [&block, &done] {
         block();
-        promise.set_value();
+        done.tell();
       },
       "dispatch_sync");
-  queues().wait_for(queue, ran);
+  queues().wait_for(queue, done);
 }

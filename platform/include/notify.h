@@ -2,7 +2,7 @@
 /*
  * Notifications by name: whoever registered for a name hears of each post. [any thread]
  *
- * When there is no memory std::bad_alloc leaves the functions. A handler that throws ends the process.
+ * A handler that throws ends the process.
  */
 #ifndef NOTIFY_H
 #define NOTIFY_H
@@ -43,6 +43,7 @@ PLATFORM_EXPORT uint32_t notify_cancel(int token);
 
 /*
  * Tells all registrations for this name, in the order in which they were made. One that is made meanwhile is not told.
+ * When there is no memory for it the later ones are not told.
  */
 PLATFORM_EXPORT uint32_t notify_post(const char* name);
 

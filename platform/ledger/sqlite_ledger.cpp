@@ -217,7 +217,7 @@ void SqliteLedger::take_back() {
 template <typename Operation>
 bool SqliteLedger::attempt(const Operation& operation) {
   const SoleUse use(in_use_, "SqliteLedger");
-  if (failure_) {
+  if (failure_ != nullptr) {
     return false;
   }
   try {
@@ -233,10 +233,10 @@ bool SqliteLedger::attempt(const Operation& operation) {
       commit_.run();
     }
     return true;
-  } catch (const std::exception& error) {
+  } catch (const std::exception&) {
     take_back();
     if (in_batch_) {
-      failure_ = error.what();
+      failure_ = std::current_exception();
     }
     return false;
   }
@@ -253,10 +253,10 @@ void SqliteLedger::begin_batch() {
 
 void SqliteLedger::commit_batch() {
   const SoleUse use(in_use_, "SqliteLedger::commit_batch");
-  const std::optional<std::string> failure = failure_;
+  const std::exception_ptr failure = failure_;
   end_batch("SqliteLedger::commit_batch");
-  if (failure) {
-    throw LedgerError(*failure);
+  if (failure != nullptr) {
+    std::rethrow_exception(failure);
   }
   try {
     write_pending();
@@ -278,17 +278,17 @@ void SqliteLedger::end_batch(const char* function) {
     misuse(function, "no batch is open");
   }
   in_batch_ = false;
-  failure_.reset();
+  failure_ = nullptr;
 }
 
 LedgerContents SqliteLedger::contents() {
   const SoleUse use(in_use_, "SqliteLedger::contents");
-  if (in_batch_ && !failure_) {
+  if (in_batch_ && failure_ == nullptr) {
     try {
       write_pending();
-    } catch (const std::exception& error) {
+    } catch (const std::exception&) {
       take_back();
-      failure_ = error.what();
+      failure_ = std::current_exception();
       throw;
     }
   }

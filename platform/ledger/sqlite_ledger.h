@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <exception>
 #include <optional>
 #include <string>
 
@@ -60,7 +61,8 @@ class PLATFORM_EXPORT SqliteLedger final : public Ledger {
   void begin_batch();
 
   // Makes all of the batch stay. LedgerError with the first reason when one of its operations failed, or with the
-  // reason why it cannot be written: nothing of it is there then. Without a batch it is a misuse.
+  // reason why it cannot be written; std::bad_alloc when that was memory. Nothing of it is there then. Without a batch
+  // it is a misuse.
   void commit_batch();
 
   // Takes all of the batch back. Without a batch it is a misuse.
@@ -97,7 +99,7 @@ class PLATFORM_EXPORT SqliteLedger final : public Ledger {
   PendingSamples samples_;
   std::optional<std::int64_t> last_written_sample_;  // the number of the table's newest, as far as it is known
   bool in_batch_ = false;
-  std::optional<std::string> failure_;  // the first one of the batch
+  std::exception_ptr failure_;  // the first one of the batch
 };
 
 }  // namespace hub::platform

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "corefoundation/misuse.h"
+#include "corefoundation/never_destroyed.h"
 #include "failures/failures.h"
 #include "log/log_host.h"
 #include "log/message_format.h"
@@ -31,7 +32,9 @@ constexpr unsigned kLowestEnabledTypes[] = {OS_LOG_TYPE_DEFAULT, OS_LOG_TYPE_ERR
 // Read by every message, and written when the recorder or the lowest level changes.
 constinit std::atomic<unsigned> lowest_enabled_type{kNothingEnabled};
 
-constinit thread_local bool is_recording = false;
+[[gnu::tls_model("initial-exec")]] constinit thread_local bool is_recording = false;
+
+constinit std::atomic<std::uint64_t> lost_messages{0};
 
 // The logs of the process, by subsystem and category.
 class LogTable {
@@ -100,16 +103,25 @@ class Recording {
 };
 
 LogTable& logs() {
-  static auto& instance = *new LogTable;  // never destroyed: somebody may log until the very end of the process
-  return instance;
+  static NeverDestroyed<LogTable> instance;  // somebody may log until the very end of the process
+  return instance.get();
 }
 
 Recording& recording() {
-  static auto& instance = *new Recording;  // as above
-  return instance;
+  static NeverDestroyed<Recording> instance;  // as above
+  return instance.get();
+}
+
+// Who logs is never in the way of what it tells of: a message for which there is no memory is lost, and counted.
+void record_formatted(const os_log_s& log, os_log_type_t type, const char* format, std::va_list arguments) try {
+  recording().record({type, log.subsystem, log.category, format_message(format, arguments)});
+} catch (const std::bad_alloc&) {
+  lost_messages.fetch_add(1, std::memory_order_relaxed);
 }
 
 }  // namespace
+
+std::uint64_t lost_log_messages() { return lost_messages.load(std::memory_order_relaxed); }
 
 void set_log_recorder(std::function<void(const LogMessage&)> recorder) {
   recording().set_recorder(std::move(recorder));
@@ -143,9 +155,8 @@ void os_log_with_type(os_log_t log, os_log_type_t type, const char* format, ...)
   }
   va_list arguments;
   va_start(arguments, format);
-  const LogMessage message{type, log->subsystem, log->category, format_message(format, arguments)};
+  record_formatted(*log, type, format, arguments);
   va_end(arguments);
-  recording().record(message);
 }
 
 void os_release(void* log) {

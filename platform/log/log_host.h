@@ -2,6 +2,7 @@
 // The face by which a host reads the log.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -23,6 +24,9 @@ struct LogMessage {
 // What the recorder itself logs is dropped. It must not wait for another thread that logs, nor set a recorder or level
 // (a misuse); if it throws, the process ends. [any thread]
 PLATFORM_EXPORT void set_log_recorder(std::function<void(const LogMessage&)> recorder);
+
+// How many messages were lost because there was no memory to format them, since the process started. [any thread]
+PLATFORM_EXPORT std::uint64_t lost_log_messages();
 
 enum class LowestLogLevel { kDefault, kError, kFault, kOff };
 

@@ -4,12 +4,14 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "corefoundation/misuse.h"
+#include "corefoundation/never_destroyed.h"
 #include "dispatch/block.h"
 #include "dispatch/dispatch_host.h"
 #include "dispatch/retained_queue.h"
@@ -110,8 +112,8 @@ class NotificationCenter {
 };
 
 NotificationCenter& center() {
-  static auto& instance = *new NotificationCenter;  // never destroyed: posts may come until the end of the process
-  return instance;
+  static NeverDestroyed<NotificationCenter> instance;  // posts may come until the end of the process
+  return instance.get();
 }
 
 bool is_name(const char* name) { return name != nullptr && *name != '\0'; }
@@ -126,7 +128,7 @@ void clear_notifications() { center().clear(); }
 
 using namespace hub::platform;
 
-uint32_t notify_register_dispatch(const char* name, int* token, dispatch_queue_t queue, notify_handler_t handler) {
+uint32_t notify_register_dispatch(const char* name, int* token, dispatch_queue_t queue, notify_handler_t handler) try {
   if (const auto code = failing_code(Fallible::knotify_register_dispatch)) {
     return static_cast<uint32_t>(*code);
   }
@@ -139,6 +141,8 @@ uint32_t notify_register_dispatch(const char* name, int* token, dispatch_queue_t
   }
   *token = center().add({name, RetainedQueue(queue), std::make_shared<const notify_handler_t>(std::move(handler))});
   return NOTIFY_STATUS_OK;
+} catch (const std::bad_alloc&) {
+  return NOTIFY_STATUS_FAILED;
 }
 
 uint32_t notify_cancel(int token) {
@@ -148,7 +152,7 @@ uint32_t notify_cancel(int token) {
   return center().remove(token) ? NOTIFY_STATUS_OK : NOTIFY_STATUS_INVALID_TOKEN;
 }
 
-uint32_t notify_post(const char* name) {
+uint32_t notify_post(const char* name) try {
   if (const auto code = failing_code(Fallible::knotify_post)) {
     return static_cast<uint32_t>(*code);
   }
@@ -157,4 +161,6 @@ uint32_t notify_post(const char* name) {
   }
   center().post(name);
   return NOTIFY_STATUS_OK;
+} catch (const std::bad_alloc&) {
+  return NOTIFY_STATUS_FAILED;
 }

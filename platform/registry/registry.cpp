@@ -8,12 +8,14 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "IOKit/IOKitLib.h"
 #include "corefoundation/misuse.h"
+#include "corefoundation/never_destroyed.h"
 #include "corefoundation/owned.h"
 #include "corefoundation/string_object.h"
 #include "failures/failures.h"
@@ -138,14 +140,13 @@ class Registry {
     }
     const RegistryEntryId id = wanted_id != kAssignedId ? wanted_id : unused_id();
     auto entry = std::make_shared<Entry>(id, name, class_name, properties);
-    if (parent == kNoParent) {
-      roots_.push_back(entry);
-    } else {
-      const EntryPointer& above = known(parent, "add_registry_entry");
-      entry->parent = above;
-      above->children.push_back(entry);
+    if (parent != kNoParent) {
+      entry->parent = known(parent, "add_registry_entry");
     }
-    by_id_.emplace(id, std::move(entry));
+    std::vector<EntryPointer>& siblings = parent != kNoParent ? known(parent, "add_registry_entry")->children : roots_;
+    make_room(siblings);
+    by_id_.emplace(id, entry);
+    siblings.push_back(std::move(entry));
     is_empty_.store(false, std::memory_order_relaxed);
     return id;
   }
@@ -164,28 +165,31 @@ class Registry {
   std::optional<HeldEntry> held(io_registry_entry_t number) {
     const std::lock_guard lock(mutex_);
     const Entry* entry = entry_of(number);
-    return entry != nullptr ? std::optional(HeldEntry{entry->id, entry->backend}) : std::nullopt;
+    if (entry == nullptr) {
+      return std::nullopt;
+    }
+    return HeldEntry{entry->id, entry->is_removed ? nullptr : entry->backend};
   }
 
+  // What goes is released without the lock, and nothing is needed for it: not even memory.
   void clear() {
-    std::map<RegistryEntryId, EntryPointer> removed_ids;  // what goes is released when the lock is gone
-    std::vector<EntryPointer> removed;
-    std::vector<OwnedDictionary> properties;
-    std::vector<std::shared_ptr<ServiceBackend>> backends;
-    const std::lock_guard lock(mutex_);
-    removed_ids.swap(by_id_);
-    removed.swap(roots_);
-    is_empty_.store(true, std::memory_order_relaxed);
-    for (EntryPointer& entry : by_handle_) {
-      if (entry != nullptr && entry->held_references > 0) {
-        entry->is_removed = true;
-        properties.push_back(std::move(entry->properties));
-        backends.push_back(std::move(entry->backend));
-        std::move(entry->children.begin(), entry->children.end(), std::back_inserter(removed));
-        entry->children.clear();
-      } else {
-        removed.push_back(std::move(entry));
+    std::map<RegistryEntryId, EntryPointer> removed_ids;
+    std::vector<EntryPointer> removed_roots;
+    std::size_t handles = 0;
+    {
+      const std::lock_guard lock(mutex_);
+      removed_ids.swap(by_id_);
+      removed_roots.swap(roots_);
+      is_empty_.store(true, std::memory_order_relaxed);
+      for (const EntryPointer& entry : by_handle_) {
+        if (entry != nullptr) {
+          entry->is_removed = true;
+        }
       }
+      handles = by_handle_.size();
+    }
+    for (std::size_t place = 0; place < handles; ++place) {
+      empty_removed(place);
     }
   }
 
@@ -216,7 +220,7 @@ class Registry {
   CFTypeRef copy_property(io_registry_entry_t number, CFStringRef key) {
     const std::lock_guard lock(mutex_);
     const Entry* entry = entry_of(number);
-    if (entry == nullptr || entry->properties.get() == nullptr) {
+    if (entry == nullptr || entry->is_removed || entry->properties.get() == nullptr) {
       return nullptr;
     }
     const CFTypeRef value = CFDictionaryGetValue(entry->properties.get(), key);
@@ -246,8 +250,7 @@ class Registry {
     if (entry == nullptr) {
       return kIOReturnNoDevice;
     }
-    *found = hand_out(*entry);
-    return kIOReturnSuccess;
+    return hand_out_to(*found, *entry);
   }
 
   kern_return_t retain(io_object_t number) {
@@ -269,12 +272,32 @@ class Registry {
       return kIOReturnBadArgument;
     }
     if (--entry->held_references == 0 && entry->is_removed) {
-      by_handle_[number].reset();
+      by_handle_[place_of(number)].reset();
     }
     return kIOReturnSuccess;
   }
 
  private:
+  // Takes out of a removed entry what only the registry's entries have, or the whole entry when nobody holds it.
+  void empty_removed(std::size_t place) {
+    EntryPointer removed;
+    OwnedDictionary properties;
+    std::shared_ptr<ServiceBackend> backend;
+    std::vector<EntryPointer> children;
+    const std::lock_guard lock(mutex_);
+    EntryPointer& entry = by_handle_[place];
+    if (entry == nullptr || !entry->is_removed) {
+      return;
+    }
+    if (entry->held_references == 0) {
+      removed = std::move(entry);
+    } else {
+      std::swap(properties, entry->properties);
+      std::swap(backend, entry->backend);
+      std::swap(children, entry->children);
+    }
+  }
+
   const EntryPointer& known(RegistryEntryId id, const char* function) {
     const auto entry = by_id_.find(id);
     if (entry == by_id_.end()) {
@@ -292,32 +315,50 @@ class Registry {
 
   // The entry behind a handle that is held, or null.
   [[nodiscard]] Entry* entry_of(io_object_t number) const {
-    Entry* entry = number < by_handle_.size() ? by_handle_[number].get() : nullptr;
+    Entry* entry = place_of(number) < by_handle_.size() ? by_handle_[place_of(number)].get() : nullptr;
     return entry != nullptr && entry->held_references > 0 ? entry : nullptr;
+  }
+
+  // Handles count from 1; of IO_OBJECT_NULL, beyond any table.
+  static std::size_t place_of(io_object_t number) { return std::size_t{number} - 1; }
+
+  // So that the next push_back does not fail: what is added in two places is in both or in none.
+  static void make_room(std::vector<EntryPointer>& entries) {
+    constexpr std::size_t kFirstCapacity = 4;
+    if (entries.size() == entries.capacity()) {
+      entries.reserve(std::max(kFirstCapacity, entries.size() * 2));
+    }
   }
 
   // An entry keeps the handle that it gets first.
   io_object_t hand_out(Entry& entry) {
     if (entry.handle == IO_OBJECT_NULL) {
+      by_handle_.push_back(entry.shared_from_this());  // it may fail: the entry has no handle then
       entry.handle = static_cast<io_object_t>(by_handle_.size());
-      by_handle_.push_back(entry.shared_from_this());
     }
     ++entry.held_references;
     return entry.handle;
+  }
+
+  kern_return_t hand_out_to(io_registry_entry_t& found, Entry& entry) try {
+    found = hand_out(entry);
+    return kIOReturnSuccess;
+  } catch (const std::bad_alloc&) {
+    return kIOReturnNoMemory;
   }
 
   SoleThreadMutex mutex_;
   std::atomic<bool> is_empty_ = true;  // for those who ask for a service, each record's clocks among them
   std::vector<EntryPointer> roots_;
   std::map<RegistryEntryId, EntryPointer> by_id_;
-  std::vector<EntryPointer> by_handle_{nullptr};  // none stands at IO_OBJECT_NULL
+  std::vector<EntryPointer> by_handle_;  // the first is that of handle 1
   RegistryEntryId next_id_ = 1;
   std::size_t wrong_releases_ = 0;
 };
 
 Registry& registry() {
-  static auto& instance = *new Registry;  // never destroyed: the plug-in may ask until the very end of the process
-  return instance;
+  static NeverDestroyed<Registry> instance;  // the plug-in may ask until the very end of the process
+  return instance.get();
 }
 
 }  // namespace
@@ -392,10 +433,12 @@ CFMutableDictionaryRef IORegistryEntryIDMatching(uint64_t registry_id) {
   return matching_with(CFSTR(kIORegistryEntryIDKey), CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &number));
 }
 
-io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) {
+io_service_t IOServiceGetMatchingService(mach_port_t, CFDictionaryRef matching) try {
   const hub::platform::OwnedDictionary taken_over(matching);
   const bool failing = fails(Fallible::kIOServiceGetMatchingService);
   return matching != nullptr && !failing ? registry().first_matching(matching) : IO_OBJECT_NULL;
+} catch (const std::bad_alloc&) {
+  return IO_OBJECT_NULL;
 }
 
 CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef, IOOptionBits) {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "IOKit/IOCFPlugIn.h"
+#include "corefoundation/never_destroyed.h"
 #include "failures/failures.h"
 #include "registry/registry.h"
 
@@ -55,11 +56,11 @@ class Connections {
 };
 
 Connections& connections() {
-  static auto& instance = *new Connections;  // never destroyed: programs may call until the very end of the process
-  return instance;
+  static NeverDestroyed<Connections> instance;  // programs may call until the very end of the process
+  return instance.get();
 }
 
-kern_return_t open_connection(io_service_t service, std::uint32_t type, io_connect_t& connection) {
+kern_return_t open_connection(io_service_t service, std::uint32_t type, io_connect_t& connection) try {
   const auto entry = held_entry(service);
   if (!entry) {
     return kIOReturnBadArgument;
@@ -73,6 +74,22 @@ kern_return_t open_connection(io_service_t service, std::uint32_t type, io_conne
     connection = connections().add(std::move(client));
   }
   return status;
+} catch (const std::bad_alloc&) {
+  return kIOReturnNoMemory;
+}
+
+// What a host's method throws must not reach who called the platform in C.
+MethodResult call_method(UserClient& client, const MethodCall& call) try {
+  return client.call(call);
+} catch (const std::bad_alloc&) {
+  return {.status = kIOReturnNoMemory};
+}
+
+kern_return_t create_plugin(ServiceBackend& backend, const CFUUIDBytes& type, IOCFPlugInInterface*** plugin) try {
+  return backend.create_plugin(type, plugin);
+} catch (const std::bad_alloc&) {
+  *plugin = nullptr;
+  return kIOReturnNoMemory;
 }
 
 }  // namespace
@@ -94,7 +111,7 @@ kern_return_t IOCreatePlugInInterfaceForService(io_service_t service, CFUUIDRef 
   if (!entry || !CFEqual(interface_type, kIOCFPlugInInterfaceID)) {
     return kIOReturnBadArgument;
   }
-  return entry->backend != nullptr ? entry->backend->create_plugin(CFUUIDGetUUIDBytes(plugin_type), plugin)
+  return entry->backend != nullptr ? create_plugin(*entry->backend, CFUUIDGetUUIDBytes(plugin_type), plugin)
                                    : kIOReturnUnsupported;
 }
 
@@ -123,14 +140,15 @@ kern_return_t IOConnectCallMethod(io_connect_t connection, uint32_t selector, co
   if (client == nullptr) {
     return kIOReturnNotOpen;
   }
-  const MethodResult result = client->call({
-      .selector = selector,
-      .scalars = {input, input_count},
-      .input = {static_cast<const std::byte*>(input_structure), input_structure_bytes},
-      .output = {static_cast<std::byte*>(output_structure),
-                 output_structure_bytes != nullptr ? *output_structure_bytes : 0},
-      .scalars_out = {output, output_count != nullptr ? *output_count : 0},
-  });
+  const MethodResult result =
+      call_method(*client, {
+                               .selector = selector,
+                               .scalars = {input, input_count},
+                               .input = {static_cast<const std::byte*>(input_structure), input_structure_bytes},
+                               .output = {static_cast<std::byte*>(output_structure),
+                                          output_structure_bytes != nullptr ? *output_structure_bytes : 0},
+                               .scalars_out = {output, output_count != nullptr ? *output_count : 0},
+                           });
   if (result.status == kIOReturnSuccess && output_structure_bytes != nullptr) {
     *output_structure_bytes = result.output_bytes;
   }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "corefoundation/misuse.h"
+#include "corefoundation/never_destroyed.h"
 #include "dispatch/block.h"
 #include "dispatch/dispatch_host.h"
 #include "dispatch/retained_queue.h"
@@ -76,8 +77,8 @@ class HandlerTable {
 };
 
 HandlerTable& handlers() {
-  static auto& instance = *new HandlerTable;  // never destroyed: who registers may do so until the end of the process
-  return instance;
+  static NeverDestroyed<HandlerTable> instance;  // who registers may do so until the end of the process
+  return instance.get();
 }
 
 // The handlers of now, who stay for as long as they are asked.

@@ -9,6 +9,7 @@
 #include <deque>
 #include <fstream>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -39,7 +40,7 @@ void set_answer(const BootTimeAnswer& new_answer) {
 }
 
 // The kernel's own idea of the moment, in seconds since the epoch: the same for all processes until the next boot.
-std::optional<std::time_t> boot_second_of_kernel() {
+std::optional<std::time_t> boot_second_of_kernel() try {
   std::ifstream statistics("/proc/stat");
   for (std::string line; std::getline(statistics, line);) {
     constexpr std::string_view kKey = "btime ";
@@ -49,6 +50,8 @@ std::optional<std::time_t> boot_second_of_kernel() {
       return seconds;
     }
   }
+  return std::nullopt;
+} catch (const std::bad_alloc&) {
   return std::nullopt;
 }
 

@@ -15,7 +15,9 @@ PLATFORM_BEGIN_C
  */
 typedef void* (*CFPlugInFactoryFunction)(CFAllocatorRef allocator, CFUUIDRef type_id);
 
-/* One instance more, or one less, of the factory with this id. Removing more than were added is a misuse. [any thread]
+/*
+ * One instance more, or one less, of the factory with this id. Removing more than were added is a misuse. When there is
+ * no memory for a factory's first instance std::bad_alloc leaves the function. [any thread]
  */
 PLATFORM_EXPORT void CFPlugInAddInstanceForFactory(CFUUIDRef factory_id);
 PLATFORM_EXPORT void CFPlugInRemoveInstanceForFactory(CFUUIDRef factory_id);

@@ -43,7 +43,8 @@ PLATFORM_EXPORT CFMutableDictionaryRef IORegistryEntryIDMatching(uint64_t regist
 /*
  * The first service, in the order of the registry's tree (a service before its children, children before the next
  * sibling), that fits every key of the dictionary; a key that is no matching key fits nothing. Takes over one reference
- * to the dictionary in any case. IO_OBJECT_NULL when nothing fits or the dictionary is NULL.
+ * to the dictionary in any case. IO_OBJECT_NULL when nothing fits, the dictionary is NULL, or there is no memory
+ * for a handle.
  */
 PLATFORM_EXPORT io_service_t IOServiceGetMatchingService(mach_port_t main_port, CFDictionaryRef matching);
 
@@ -53,8 +54,8 @@ PLATFORM_EXPORT CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t en
 
 /*
  * The entry above, or the first one below. kIOReturnNoDevice when there is none (above a root, below a leaf);
- * kIOReturnBadArgument when the handle is not held or the plane is not kIOServicePlane. The handle out is
- * IO_OBJECT_NULL then.
+ * kIOReturnBadArgument when the handle is not held or the plane is not kIOServicePlane; kIOReturnNoMemory when there is
+ * none for a handle. The handle out is IO_OBJECT_NULL then.
  */
 PLATFORM_EXPORT kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t entry, const char* plane,
                                                             io_registry_entry_t* parent);
@@ -70,8 +71,8 @@ PLATFORM_EXPORT kern_return_t IOObjectRelease(io_object_t object);
 
 /*
  * Opens a connection to a service's user client; the caller closes it. kIOReturnBadArgument when the handle is not
- * held, kIOReturnUnsupported when the service has no user client, or the driver's own code; *connection is
- * IO_OBJECT_NULL then. The connection outlives the handle.
+ * held, kIOReturnUnsupported when the service has no user client, kIOReturnNoMemory, or the driver's own code;
+ * *connection is IO_OBJECT_NULL then. The connection outlives the handle.
  */
 PLATFORM_EXPORT kern_return_t IOServiceOpen(io_service_t service, mach_port_t owning_task, uint32_t type,
                                             io_connect_t* connection);
@@ -83,7 +84,8 @@ PLATFORM_EXPORT kern_return_t IOServiceClose(io_connect_t connection);
  * Calls a method of the user client: `selector` names it; scalars and a structure go in, and the same come out. The
  * lengths of the outputs (scalars counted, the structure in bytes) hold the room before and what was written
  * afterwards. Inputs and outputs that a method does not have are NULL with no length. kIOReturnNotOpen when the
- * connection is not open, or the driver's own code; the outputs' contents and lengths are then left as they were.
+ * connection is not open, kIOReturnNoMemory, or the driver's own code; the outputs' contents and lengths are then left
+ * as they were.
  */
 PLATFORM_EXPORT kern_return_t IOConnectCallMethod(io_connect_t connection, uint32_t selector, const uint64_t* input,
                                                   uint32_t input_count, const void* input_structure,

@@ -4,8 +4,8 @@
  *
  * Formats are those of printf, without wide characters, %n and numbered arguments, and %@ for a CoreFoundation object:
  * a string's text, something short for others. %s and %@ of NULL print "(null)". Nothing is redacted. A message that
- * the host does not record costs the test of its level. When there is no memory for one std::bad_alloc leaves the
- * function.
+ * the host does not record costs the test of its level. One for which there is no memory is
+ * lost.
  */
 #ifndef OS_LOG_H
 #define OS_LOG_H
