@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "VantuHUBHIDStatistics.h"
 
+#include <new>
 #include <type_traits>
 
 #include "kept.h"
@@ -59,7 +60,15 @@ static_assert(std::is_standard_layout_v<VantuHUBHIDStatistics>, "the first field
 
 VantuHUBHIDStatistics* VantuHUBHIDStatistics::alloc(CFAllocatorRef allocator) {
   void* memory = CFAllocatorAllocate(allocator, sizeof(VantuHUBHIDStatistics), 0);
-  return memory != nullptr ? ::new (memory) VantuHUBHIDStatistics(allocator) : nullptr;
+  if (memory == nullptr) {
+    return nullptr;
+  }
+  try {
+    return ::new (memory) VantuHUBHIDStatistics(allocator);
+  } catch (const std::bad_alloc&) {
+    CFAllocatorDeallocate(allocator, memory);
+    return nullptr;
+  }
 }
 
 void VantuHUBHIDStatistics::operator delete(VantuHUBHIDStatistics* object, std::destroying_delete_t) {
@@ -68,10 +77,10 @@ void VantuHUBHIDStatistics::operator delete(VantuHUBHIDStatistics* object, std::
   CFAllocatorDeallocate(allocator, object);
 }
 
-VantuHUBHIDStatistics::VantuHUBHIDStatistics(CFAllocatorRef allocator)
-    : allocator_(allocator), contexts_(CFArrayCreateMutable(allocator, 0, nullptr)) {
+VantuHUBHIDStatistics::VantuHUBHIDStatistics(CFAllocatorRef allocator) : allocator_(allocator) {
+  CFPlugInAddInstanceForFactory(factoryID());  // first: when it fails there is nothing to give back
+  contexts_ = CFArrayCreateMutable(allocator, 0, nullptr);
   keepToTheEnd(contexts_);
-  CFPlugInAddInstanceForFactory(factoryID());
 }
 
 // Kept: the contexts, their array and the keys stay. Handlers and callbacks that use them are never unregistered.

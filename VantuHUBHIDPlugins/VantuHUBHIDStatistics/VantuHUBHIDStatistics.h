@@ -123,7 +123,7 @@ class VantuHUBHIDStatistics {
   CFAllocatorRef allocator_;
   std::uint32_t referenceCount_ = 1;
   bool rawDebugRegistered_ = false;
-  CFMutableArrayRef contexts_;  // ServiceContext*, never taken out; NULL when there was no memory for it
+  CFMutableArrayRef contexts_ = nullptr;  // ServiceContext*, never taken out; NULL when there was no memory for it
   CFStringRef keys_[kStatLedgerKeyCount] = {};
   dispatch_queue_t queue_ = nullptr;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Which HID services are the co-processor's, and how one is wired to statistics and state capture.
 #include <memory>
+#include <new>
 
 #include "VantuHUBHIDStatistics.h"
 #include "held_service.h"
@@ -179,6 +180,15 @@ constexpr RawDebugRow kRawDebugRows[] = {
 };
 constexpr std::uint32_t kRawDebugBatchSize = 32;  // records a read
 
+// A handler is copied into memory of its own before the platform sees it. Without that there is none, as when the
+// platform itself has no memory for it.
+template <typename Handler>
+void addHandlerIfThereIsMemory(dispatch_queue_t queue, const Handler& handler) try {
+  os_state_add_handler(queue, handler);
+} catch (const std::bad_alloc&) {
+  return;
+}
+
 }  // namespace
 
 // Whatever was obtained for a service that is given up on the way is not given back, but for the plug-in object and the
@@ -191,7 +201,10 @@ void VantuHUBHIDStatistics::registerService(IOHIDServiceRef service) {
   if (!kind.isOfInterest()) {
     return;
   }
-  auto context = std::make_unique<ServiceContext>();
+  std::unique_ptr<ServiceContext> context(new (std::nothrow) ServiceContext());
+  if (context == nullptr) {
+    return;
+  }
   context->driverService =
       IOServiceGetMatchingService(kIOMasterPortDefault, IORegistryEntryIDMatching(getIOHIDServiceRegistryID(service)));
   if (context->driverService == IO_OBJECT_NULL) {
@@ -249,7 +262,7 @@ void VantuHUBHIDStatistics::addStateHandlers(ServiceContext& context, const Serv
 
 // Answers explicit requests only, so that an error or fault does not make the co-processor work.
 void VantuHUBHIDStatistics::addStateHandler(ServiceContext& context, StateHandler handler) {
-  os_state_add_handler(queue_, [this, &context, handler](os_state_hints_t hints) {
+  addHandlerIfThereIsMemory(queue_, [this, &context, handler](os_state_hints_t hints) {
     return hints != nullptr && hints->api == OS_STATE_API_REQUEST ? (this->*handler)(hints, &context) : nullptr;
   });
 }
@@ -257,7 +270,7 @@ void VantuHUBHIDStatistics::addStateHandler(ServiceContext& context, StateHandle
 void VantuHUBHIDStatistics::addRawDebugHandlers(ServiceContext& context) {
   for (const RawDebugRow& row : kRawDebugRows) {
     for (std::uint32_t index = 0; index < row.handlers; ++index) {
-      os_state_add_handler(queue_, [this, &context, index, &row](os_state_hints_t hints) {
+      addHandlerIfThereIsMemory(queue_, [this, &context, index, &row](os_state_hints_t hints) {
         return hints != nullptr && hints->api >= OS_STATE_API_FAULT
                    ? stateHandler_RawDebugData(hints, &context, index, kRawDebugBatchSize, row.kind, row.parameter)
                    : nullptr;

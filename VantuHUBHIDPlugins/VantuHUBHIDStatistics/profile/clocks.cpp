@@ -168,7 +168,7 @@ class LastSecond {
   SecondText text_{};
 };
 
-constinit thread_local LastSecond last_second;
+[[gnu::tls_model("initial-exec")]] constinit thread_local LastSecond last_second;
 
 }  // namespace
 

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdio>
+#include <new>
 #include <string>
 
 #include "CoreFoundation/CoreFoundation.h"
@@ -18,12 +19,14 @@ CFStringRef CopyProfileDescription(const _HubProfileReport* report) {
 
 namespace {
 
-void print_converted(CFStringRef description) {
+void print_converted(CFStringRef description) try {
   const CFIndex size = CFStringGetMaximumSizeForEncoding(CFStringGetLength(description), kCFStringEncodingUTF8) + 1;
   std::string text(static_cast<std::size_t>(size), '\0');
   if (CFStringGetCString(description, text.data(), size, kCFStringEncodingUTF8)) {
     std::puts(text.c_str());
   }
+} catch (const std::bad_alloc&) {
+  return;
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ PLATFORM_BEGIN_C
  */
 PLATFORM_EXPORT CFStringRef CopyProfileDescription(const _HubProfileReport* report);
 
-/* Writes the same text and a line end to standard output; nothing when there is no text. [any thread] */
+/* Writes the same text and a line end to standard output; nothing when there is no text, or no memory. [any thread] */
 PLATFORM_EXPORT void hub_profile_print(const _HubProfileReport* report);
 
 /* For other code to set and read; false at load. It changes nothing about the decoded text. */

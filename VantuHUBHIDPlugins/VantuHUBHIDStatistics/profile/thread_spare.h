@@ -2,6 +2,8 @@
 // What is dear to make and needed for every line: a thread keeps one for its next line.
 #pragma once
 
+#include <pthread.h>
+
 #include <memory>
 #include <utility>
 
@@ -21,26 +23,39 @@ class ThreadSpare {
   static Pointer take() { return Pointer(std::exchange(spare_, nullptr)); }
 
   static void give_back(Pointer object) {
-    static thread_local Keeper keeper;
-    if (!thread_is_ending_) {
+    if (!thread_is_ending_ && has_end()) {
       Pointer(std::exchange(spare_, object.release()));
     }
   }
 
  private:
-  struct Keeper {
-    Keeper() = default;
-    Keeper(const Keeper&) = delete;
-    Keeper& operator=(const Keeper&) = delete;
-    ~Keeper() {
-      thread_is_ending_ = true;
-      take();
-    }
+  // Whether the spare will be deleted when the thread ends. An object of the language that is destroyed with the thread
+  // would do, but the process ends when there is no memory to note one.
+  static bool has_end() {
+    static const Key key = make_key();
+    end_is_noted_ = end_is_noted_ || (key.exists && pthread_setspecific(key.key, &spare_) == 0);
+    return end_is_noted_;
+  }
+
+  struct Key {
+    pthread_key_t key;
+    bool exists;
   };
 
-  // Bare, for they are asked also when the thread's objects are being destroyed.
-  static constinit inline thread_local T* spare_ = nullptr;
-  static constinit inline thread_local bool thread_is_ending_ = false;
+  static Key make_key() {
+    Key made{};
+    made.exists = pthread_key_create(&made.key, [](void*) {
+                    thread_is_ending_ = true;
+                    take();
+                  }) == 0;
+    return made;
+  }
+
+  // Bare, for they are asked also when the thread's objects are being destroyed; and part of each thread from its
+  // start, since what a thread gets later takes memory, and without that the process ends.
+  [[gnu::tls_model("initial-exec")]] static constinit inline thread_local T* spare_ = nullptr;
+  [[gnu::tls_model("initial-exec")]] static constinit inline thread_local bool end_is_noted_ = false;
+  [[gnu::tls_model("initial-exec")]] static constinit inline thread_local bool thread_is_ending_ = false;
 };
 
 }  // namespace hub::profile
