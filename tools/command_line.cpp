@@ -7,6 +7,9 @@
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <string_view>
+
+#include "host/io/output_file.h"
 
 namespace hub::tools {
 namespace {
@@ -19,6 +22,19 @@ void occupy_standard_descriptors() {
       open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
     }
   }
+}
+
+const char* name_at_termination = "";
+
+// There is one way to this: without memory, in what must not throw. It is a failure like others, told as they are.
+[[noreturn]] void end_without_memory() {
+  host::remove_unfinished_output();
+  for (const std::string_view part : {std::string_view(name_at_termination), std::string_view(": no memory\n")}) {
+    if (write(STDERR_FILENO, part.data(), part.size()) < 0) {
+      break;
+    }
+  }
+  _exit(kFailed);
 }
 
 }  // namespace
@@ -49,6 +65,8 @@ int run_command(const std::string& name, const std::function<int()>& command) {
   // A reader that goes away and a file that grows beyond the limit are seen as failed writes.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
+  name_at_termination = name.c_str();
+  std::set_terminate(end_without_memory);
   try {
     return command();
   } catch (const std::exception& error) {

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 namespace hub::host {
 namespace {
@@ -76,7 +77,7 @@ IOReturn DriverModel::open() {
 }
 
 IOReturn DriverModel::command(std::uint32_t command, std::span<const std::byte> input, std::span<std::byte> output,
-                              std::size_t& output_bytes) {
+                              std::size_t& output_bytes) try {
   const std::lock_guard lock(mutex_);
   if (command != kReadProperty) {
     return commands_.answer(command, output, output_bytes);
@@ -87,6 +88,8 @@ IOReturn DriverModel::command(std::uint32_t command, std::span<const std::byte> 
   }
   std::memcpy(&property, input.data(), sizeof property);
   return properties_.answer(property, output, output_bytes);
+} catch (const std::bad_alloc&) {
+  return kIOReturnNoMemory;
 }
 
 }  // namespace hub::host

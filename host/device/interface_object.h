@@ -80,7 +80,7 @@ class PlugInMaker {
   static constexpr IOCFPlugInInterface kPlugInTable = {nullptr, query_interface, PlugInObject::add_reference,
                                                        PlugInObject::release};
 
-  HRESULT query(const CFUUIDBytes& iid, LPVOID* out) {
+  HRESULT query(const CFUUIDBytes& iid, LPVOID* out) try {
     *out = nullptr;
     if (std::memcmp(&iid, &interface_id_, sizeof iid) != 0) {
       return E_NOINTERFACE;
@@ -89,6 +89,8 @@ class PlugInMaker {
       *out = keep(interfaces_, table_, model_, names_.interface);
     }
     return plan_.query_status;
+  } catch (const std::bad_alloc&) {
+    return E_NOINTERFACE;
   }
 
   template <typename Object, typename ItsTable, typename ItsModel>

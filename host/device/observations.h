@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,15 +15,23 @@ namespace hub::host {
 // Collected where nothing can be thrown. [any thread]
 class Observations {
  public:
-  // The plug-in broke a rule: a sentence about it.
-  void complain(std::string sentence) {
+  // The plug-in broke a rule: a sentence about it. Without memory for it, it is one that says no more than that.
+  void complain(std::string sentence) noexcept {
     const std::lock_guard lock(mutex_);
-    complaints_.push_back(std::move(sentence));
+    try {
+      complaints_.push_back(std::move(sentence));
+    } catch (const std::bad_alloc&) {
+      lost_complaint_ = true;
+    }
   }
 
   [[nodiscard]] std::vector<std::string> complaints() const {
     const std::lock_guard lock(mutex_);
-    return complaints_;
+    std::vector<std::string> all = complaints_;
+    if (lost_complaint_) {
+      all.emplace_back("what it was is not known for lack of memory");
+    }
+    return all;
   }
 
   // The plug-in was refused something without which it gives a service up: a driver that does not open, a HID device
@@ -33,6 +42,7 @@ class Observations {
  private:
   mutable std::mutex mutex_;
   std::vector<std::string> complaints_;
+  bool lost_complaint_ = false;
   std::atomic<std::uint64_t> refusals_ = 0;
 };
 

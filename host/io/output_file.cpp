@@ -21,17 +21,14 @@ constexpr std::array kEndingSignals = {SIGINT, SIGHUP, SIGTERM};
 constinit std::array<char, PATH_MAX> path_to_remove{};
 
 extern "C" void remove_unfinished(int signal_number) {
-  if (path_to_remove[0] != '\0') {
-    unlink(path_to_remove.data());
-  }
+  hub::host::remove_unfinished_output();
   std::signal(signal_number, SIG_DFL);
   raise(signal_number);
 }
 
 // While an unfinished file exists, the signals that end the process remove it first. One that the parent has told us to
 // ignore stays ignored.
-void remove_at_signals(const std::filesystem::path& path) {
-  const std::string& name = path.native();
+void remove_at_signals(const std::string& name) {
   assert(path_to_remove[0] == '\0');
   if (name.size() >= path_to_remove.size()) {
     throw std::system_error(ENAMETOOLONG, std::generic_category(), "open");
@@ -99,6 +96,12 @@ std::filesystem::path file_to_make(std::filesystem::path path) {
 
 }  // namespace
 
+void remove_unfinished_output() noexcept {
+  if (path_to_remove[0] != '\0') {
+    unlink(path_to_remove.data());
+  }
+}
+
 OutputFile::OutputFile() : descriptor_(STDOUT_FILENO) {}
 
 // Standard output first: what fails from here on is cleaned up by the destructor of a complete object.
@@ -127,15 +130,15 @@ OutputFile::OutputFile(const std::string& path) : OutputFile() {
 }
 
 void OutputFile::open_beside(const std::filesystem::path& path) {
-  std::string unfinished = (path.parent_path() / ".unfinished.XXXXXX").string();
+  path_ = path;
+  std::string unfinished = (path.parent_path() / ".unfinished.XXXXXX").string();  // all that needs memory comes first
   const EndingSignalsLater until_it_would_be_removed;
   owned_ = Descriptor(mkostemp(unfinished.data(), O_CLOEXEC));
   descriptor_ = owned_.number();
   if (descriptor_ < 0) {
     throw_errno("open");
   }
-  path_ = path;
-  unfinished_path_ = unfinished;
+  unfinished_path_ = std::move(unfinished);
   remove_at_signals(unfinished_path_);
 }
 

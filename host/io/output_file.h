@@ -43,9 +43,12 @@ class OutputFile {
 
   Descriptor owned_;
   int descriptor_;
-  std::optional<struct stat> replaced_;    // what stands where the file will appear
-  std::filesystem::path path_;             // where the file appears
-  std::filesystem::path unfinished_path_;  // empty when it is written directly, and when it is complete
+  std::optional<struct stat> replaced_;  // what stands where the file will appear
+  std::filesystem::path path_;           // where the file appears
+  std::string unfinished_path_;          // empty when it is written directly, and when it is complete
 };
+
+// Removes the file that is being written, for a process that ends at once. [any thread, also in a signal handler]
+void remove_unfinished_output() noexcept;
 
 }  // namespace hub::host

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "host/session/batch_delivery.h"
 
-#include "ledger/ledger_error.h"
+#include <exception>
 
 namespace hub::host {
 namespace {
@@ -16,10 +16,16 @@ bool BatchDelivery::post(const Batch& batch, const ModelledService& service) {
     return false;
   }
   begin();
-  const bool is_posted = service.device->post([this, &batch](const DeviceModel::Publish& publish) {
-    file(batch, publish);
+  bool is_posted = false;
+  try {
+    is_posted = service.device->post([this, &batch](const DeviceModel::Publish& publish) {
+      file(batch, publish);
+      end();
+    });
+  } catch (...) {
     end();
-  });
+    throw;
+  }
   if (!is_posted) {
     end();
   }
@@ -45,7 +51,7 @@ void BatchDelivery::end() {
 
 void BatchDelivery::file(const Batch& batch, const DeviceModel::Publish& publish) try {
   const std::lock_guard lock(filing_);
-  if (failure_) {
+  if (failure_ != nullptr) {
     return;
   }
   ledger_.begin_batch();
@@ -53,8 +59,17 @@ void BatchDelivery::file(const Batch& batch, const DeviceModel::Publish& publish
   publish(records);
   ledger_.commit_batch();
   count(batch.records);
-} catch (const platform::LedgerError& error) {
-  failure_ = error.what();
+} catch (const std::exception&) {
+  failure_ = std::current_exception();
+}
+
+std::optional<std::string> BatchDelivery::failure() const try {
+  if (failure_ != nullptr) {
+    std::rethrow_exception(failure_);
+  }
+  return std::nullopt;
+} catch (const std::exception& error) {
+  return error.what();
 }
 
 void BatchDelivery::count(const Bytes& records) {

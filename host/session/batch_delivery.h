@@ -4,6 +4,7 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <exception>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -32,7 +33,7 @@ class BatchDelivery {
   [[nodiscard]] std::uint64_t batches() const { return batches_; }
   [[nodiscard]] std::uint64_t published() const { return published_; }
   [[nodiscard]] std::uint64_t skipped() const { return skipped_; }  // records of another version
-  [[nodiscard]] const std::optional<std::string>& failure() const { return failure_; }
+  [[nodiscard]] std::optional<std::string> failure() const;
 
  private:
   void begin();
@@ -45,7 +46,7 @@ class BatchDelivery {
   std::uint64_t batches_ = 0;  // those that are in the ledger
   std::uint64_t published_ = 0;
   std::uint64_t skipped_ = 0;
-  std::optional<std::string> failure_;
+  std::exception_ptr failure_;
 
   std::mutex mutex_;
   std::condition_variable delivered_;

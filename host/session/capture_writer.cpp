@@ -3,14 +3,17 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <new>
 #include <nlohmann/json.hpp>
 #include <string_view>
 #include <system_error>
@@ -29,10 +32,25 @@ constexpr char kFormat[] = "hub-captures/1";
   throw std::system_error(errno, std::generic_category(), path.string());
 }
 
-std::string file_name(std::size_t number) {
-  char name[32];
-  std::snprintf(name, sizeof name, "%04zu.state", number);
+using FileName = std::array<char, 32>;
+
+FileName file_name(std::size_t number) {
+  FileName name{};
+  std::snprintf(name.data(), name.size(), "%04zu.state", number);
   return name;
+}
+
+// A folder in which there is nothing else than so many snapshots and an index. Needs no memory.
+void remove_own_folder(const fs::path& folder, std::size_t snapshots) {
+  const int number = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (number >= 0) {
+    const Descriptor opened(number);
+    for (std::size_t snapshot = 0; snapshot < snapshots; ++snapshot) {
+      unlinkat(number, file_name(snapshot).data(), 0);
+    }
+    unlinkat(number, kIndex, 0);
+  }
+  rmdir(folder.c_str());
 }
 
 bool is_snapshot_name(const std::string& name) {
@@ -84,7 +102,7 @@ fs::path make_unfinished(const fs::path& folder) {
   const mode_t mask = umask(0);
   umask(mask);
   chmod(name.c_str(), 0777 & ~mask);  // made for nobody else, but it will be an ordinary folder
-  return name;
+  return fs::path(std::move(name), fs::path::native_format);
 }
 
 void write_file(const fs::path& path, std::string_view bytes) {
@@ -110,14 +128,20 @@ CaptureWriter::CaptureWriter(const fs::path& folder) {
 }
 
 CaptureWriter::~CaptureWriter() {
-  if (!unfinished_.empty()) {
+  if (unfinished_.empty()) {
+    return;
+  }
+  remove_own_folder(unfinished_, snapshots_.size() + 1);  // the last of them may be written and not noted
+  try {
     std::error_code ignored;
-    fs::remove_all(unfinished_, ignored);
+    fs::remove_all(unfinished_, ignored);  // an earlier capture may have had more
+  } catch (const std::bad_alloc&) {
+    return;
   }
 }
 
 void CaptureWriter::add(std::size_t capture, std::uint32_t kind, std::size_t handler, const os_state_data_s& record) {
-  Snapshot snapshot{.file = file_name(snapshots_.size()),
+  Snapshot snapshot{.file = file_name(snapshots_.size()).data(),
                     .capture = capture,
                     .kind = kind,
                     .handler = handler,

@@ -35,16 +35,20 @@ class LogRecording {
   LogRecording& operator=(const LogRecording&) = delete;
   ~LogRecording() { platform::set_log_recorder({}); }
 
-  // Throws when a message could not be written.
+  // Throws when a message could not be written, or formatted.
   void finish() {
     platform::set_log_recorder({});
     if (file_) {
+      if (platform::lost_log_messages() != lost_before_) {
+        throw std::bad_alloc();
+      }
       file_->finish();
     }
   }
 
  private:
   std::optional<LogFile> file_;
+  const std::uint64_t lost_before_ = platform::lost_log_messages();
 };
 
 // The queue that the plug-in gets.
@@ -145,6 +149,18 @@ class RunningPlugIn {
  private:
   LoadedPlugIn plugin_;
   dispatch_queue_t queue_;
+};
+
+// Waits for what was posted, however the run ends: batches use the plug-in, the registry and the delivery.
+class Delivered {
+ public:
+  explicit Delivered(BatchDelivery& delivery) : delivery_(delivery) {}
+  Delivered(const Delivered&) = delete;
+  Delivered& operator=(const Delivered&) = delete;
+  ~Delivered() { delivery_.finish(); }
+
+ private:
+  BatchDelivery& delivery_;
 };
 
 // Makes all captures, one after the other. Returns how many snapshots there were.
@@ -249,6 +265,7 @@ bool run_session(const Device& device, const SessionOptions& options, std::ostre
   BatchDelivery delivery(ledger);
   {
     RunningPlugIn plugin(options.plugin, queue);
+    const Delivered before_the_plugin_goes(delivery);
     tell_services(output, announce(registry.services(), plugin.get(), observations));
     const std::size_t dropped = post_batches(device, registry, delivery, messages);
     for (const std::string& name : device.notifications) {
