@@ -15,12 +15,15 @@ struct Meaning {
   const char* text;
 };
 
+constexpr const char* kIsLocked = "is locked by another connection, try again when that has ended";
+
 // What a failure means for a ledger. A precise code stands before the family that it belongs to.
 constexpr Meaning kMeanings[] = {
     {SQLITE_READONLY_ROLLBACK, "holds an unfinished change, which only one who may write it can take back"},
     {SQLITE_READONLY_RECOVERY, "has a log that only one who may write its folder can recover"},
     {SQLITE_READONLY_CANTINIT, "has a log that only one who may write its folder can recover"},
-    {SQLITE_BUSY, "is locked by another connection"},
+    {SQLITE_BUSY, kIsLocked},
+    {SQLITE_PROTOCOL, kIsLocked},  // for as long as SQLite itself tries to get at the log's index
     {SQLITE_CANTOPEN, "cannot be opened"},
     {SQLITE_CORRUPT, "is damaged"},
     {SQLITE_FULL, "has no room to grow"},

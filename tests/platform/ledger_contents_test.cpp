@@ -177,7 +177,7 @@ TEST_F(ReadLedger, locked_ledger_is_an_error) {
     probe.run("PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE; UPDATE scalar SET value = 8; COMMIT");
     hold_still();
   });
-  EXPECT_EQ(error(), file() + ": is locked by another connection: database is locked");
+  EXPECT_EQ(error(), file() + ": is locked by another connection, try again when that has ended: database is locked");
 }
 
 TEST_F(ReadLedger, read_only_file_in_a_read_only_folder_is_read) {

@@ -315,7 +315,7 @@ TEST_F(LedgerOpening, file_locked_by_another_process_is_refused_and_opens_later)
       probe.run("PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE; UPDATE scalar SET value = 8; COMMIT");
       hold_still();
     });
-    EXPECT_EQ(error(), file() + ": is locked by another connection: database is locked");
+    EXPECT_EQ(error(), file() + ": is locked by another connection, try again when that has ended: database is locked");
   }
   EXPECT_EQ(error(), "");
   EXPECT_EQ(scalars(), Rows{"presses|8"});

@@ -380,7 +380,8 @@ TEST_F(SqliteLedgerTest, batch_waits_for_another_connections_and_then_gives_up) 
   SqliteLedger second(file(), kShortPatience);
   first.begin_batch();
   first.set_scalar("a", 1);
-  EXPECT_EQ(error_of([&] { second.begin_batch(); }), file() + ": is locked by another connection: database is locked");
+  EXPECT_EQ(error_of([&] { second.begin_batch(); }),
+            file() + ": is locked by another connection, try again when that has ended: database is locked");
   EXPECT_FALSE(second.set_scalar("b", 1));
   first.commit_batch();
   second.begin_batch();

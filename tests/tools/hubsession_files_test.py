@@ -174,14 +174,14 @@ class LockedLedger(LedgerTest):
         self.other.execute("PRAGMA locking_mode = EXCLUSIVE")
         self.other.execute("BEGIN EXCLUSIVE")
         result = self.play_into("stats", batch(add(CLICKS)))
-        self.assert_fails_telling(result, "stats: is locked by another connection")
+        self.assert_fails_telling(result, "stats: is locked by another connection, try again when that has ended")
         self.assertEqual(b"", result.output)
 
     def test_for_writing_fails_the_first_batch_and_delivers_no_other(self):
         self.other.execute("BEGIN EXCLUSIVE")
         result = self.play_into("stats", batch(add(CLICKS)), batch(add(SINGLE_CLICKS)))
         self.assert_fails_telling(result, "a batch was not filed, and those after it were not delivered: ",
-                                  "stats: is locked by another connection")
+                                  "stats: is locked by another connection, try again when that has ended")
         self.assertIn("statistics  0 records published in 0 batches", result.output.decode())
         self.other.execute("ROLLBACK")
         self.assertEqual({NAMES[CLICKS]: 1}, self.scalars("stats"))

@@ -170,7 +170,8 @@ TEST_F(Delivery, batch_that_cannot_begin_stops_it_and_those_behind_it) {
   EXPECT_TRUE(post("Count-2"));
   finish();
   EXPECT_EQ(story, "");
-  EXPECT_EQ(delivery->failure(), file() + ": is locked by another connection: database is locked");
+  EXPECT_EQ(delivery->failure(),
+            file() + ": is locked by another connection, try again when that has ended: database is locked");
   EXPECT_EQ(delivery->batches(), 0U);
   EXPECT_EQ(scalars(), Rows{});
 }
