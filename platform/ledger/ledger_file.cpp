@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "ledger/ledger_error.h"
+#include "ledger/unfinished_change.h"
 
 namespace hub::platform {
 namespace {
@@ -128,8 +129,6 @@ void expect_writable(const std::string& file, const std::string& location) {
 }
 
 bool has_content(const std::string& location) { return size_of(location) > 0; }
-
-bool has_unfinished_change(const std::string& location) { return has_content(location + "-journal"); }
 
 std::string as_it_stands(const std::string& location) { return uri_of(location, "immutable=1"); }
 

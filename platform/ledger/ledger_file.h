@@ -21,10 +21,6 @@ void expect_writable(const std::string& file, const std::string& location);
 // Whether there is a file with anything in it.
 bool has_content(const std::string& location);
 
-// Whether a change of the file was broken off (or is being made) that is not in the log: readers have to wait until one
-// who may write has taken it back.
-bool has_unfinished_change(const std::string& location);
-
 // The same file, for a connection that reads it as it stands: without its log, without locks, and without making other
 // files beside it.
 std::string as_it_stands(const std::string& location);

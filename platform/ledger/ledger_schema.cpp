@@ -8,7 +8,6 @@
 namespace hub::platform {
 namespace {
 
-constexpr std::int64_t kApplicationId = 0x4855424C;  // "HUBL"
 constexpr std::int64_t kVersion = 1;
 
 constexpr const char* kCreateIndex = "CREATE INDEX sample_by_key ON sample (key)";

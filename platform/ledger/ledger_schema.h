@@ -8,9 +8,13 @@
 // it is opened for writing.
 #pragma once
 
+#include <cstdint>
+
 #include "ledger/sqlite.h"
 
 namespace hub::platform {
+
+inline constexpr std::int64_t kApplicationId = 0x4855424C;  // "HUBL"
 
 // Whether nothing is in it yet: a ledger may be made of it.
 bool is_new(Database& database);

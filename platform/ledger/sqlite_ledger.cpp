@@ -13,6 +13,7 @@
 #include "ledger/ledger_file.h"
 #include "ledger/ledger_schema.h"
 #include "ledger/sole_use.h"
+#include "ledger/unfinished_change.h"
 
 namespace hub::platform {
 namespace {
@@ -63,6 +64,10 @@ void switch_to_log(Database& database, milliseconds patience) {
 void check_existing(const std::string& file, const std::string& location, milliseconds patience) {
   if (has_unfinished_change(location)) {
     // Broken off while a ledger was being made: its first page tells whose it is, the rest is still to be taken back.
+    const std::optional<std::int64_t> before = identity_before_change(location);
+    if (before == kApplicationId || before == 0) {
+      return;
+    }
     Database database(file, as_it_stands(location), Database::Access::kRead, patience);
     check_identity(database);
     return;

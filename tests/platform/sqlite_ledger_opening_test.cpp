@@ -8,6 +8,7 @@ namespace hub::test {
 namespace {
 
 constexpr std::size_t kPageSize = 4096;
+const std::string kManyRows = "WITH RECURSIVE n(i) AS (VALUES (1) UNION ALL SELECT i + 1 FROM n WHERE i < 9999)";
 
 class LedgerOpening : public LedgerTest {
  protected:
@@ -44,6 +45,13 @@ class LedgerOpening : public LedgerTest {
       hold_still();
     });
     EXPECT_EQ(names(), (std::set<std::string>{"ledger", "ledger-journal"}));
+  }
+
+  // The disk was writing it when the power failed.
+  void lose_first_page() const {
+    std::string bytes = files().at("ledger");
+    bytes.replace(0, 512, 512, '\xA5');
+    write_file(bytes);
   }
 };
 
@@ -84,11 +92,23 @@ TEST_F(LedgerOpening, ledger_that_was_killed_before_it_had_tables_counts_as_new)
 
 TEST_F(LedgerOpening, ledger_that_was_killed_while_its_file_changed_is_taken_back_to_before) {
   make_ledger();
-  change_and_be_killed(
-      "WITH RECURSIVE n(i) AS (VALUES (1) UNION ALL SELECT i + 1 FROM n WHERE i < 9999)"
-      " INSERT INTO scalar SELECT i, i FROM n");
+  change_and_be_killed(kManyRows + " INSERT INTO scalar SELECT i, i FROM n");
   EXPECT_EQ(error(), "");
   EXPECT_EQ(scalars(), Rows{"presses|7"});
+}
+
+TEST_F(LedgerOpening, ledger_that_lost_power_while_its_first_page_changed_is_taken_back_to_before) {
+  make_ledger();
+  change_and_be_killed(kManyRows + " INSERT INTO scalar SELECT i, i FROM n");
+  lose_first_page();
+  EXPECT_EQ(error(), "");
+  EXPECT_EQ(scalars(), Rows{"presses|7"});
+}
+
+TEST_F(LedgerOpening, file_that_lost_power_while_it_was_made_counts_as_new) {
+  change_and_be_killed("CREATE TABLE scalar (key, value); " + kManyRows + " INSERT INTO scalar SELECT i, i FROM n");
+  lose_first_page();
+  expect_new_ledger();
 }
 
 TEST_F(LedgerOpening, several_that_make_the_same_file_all_open_it) {
@@ -224,11 +244,11 @@ TEST_F(LedgerOpening, database_of_a_killed_program_is_refused_with_its_log_as_it
 }
 
 TEST_F(LedgerOpening, unfinished_change_of_another_program_is_left_to_it) {
-  change("CREATE TABLE other (x)");
-  change_and_be_killed(
-      "WITH RECURSIVE n(i) AS (VALUES (1) UNION ALL SELECT i + 1 FROM n WHERE i < 9999)"
-      " INSERT INTO other SELECT i FROM n");
+  change("PRAGMA application_id = 5; CREATE TABLE other (x)");
+  change_and_be_killed(kManyRows + " INSERT INTO other SELECT i FROM n");
   expect_refusal("is ");
+  lose_first_page();
+  expect_refusal("is no ledger: file is not a database");
 }
 
 TEST_F(LedgerOpening, another_version_is_refused) {
