@@ -61,8 +61,9 @@ class PLATFORM_EXPORT SqliteLedger final : public Ledger {
   void begin_batch();
 
   // Makes all of the batch stay. LedgerError with the first reason when one of its operations failed, or with the
-  // reason why it cannot be written; std::bad_alloc when that was memory. Nothing of it is there then. Without a batch
-  // it is a misuse.
+  // reason why it cannot be written; std::bad_alloc when that was memory. Nothing of it is there then. (When the disk
+  // fails on, so that neither the batch nor its end can be made sure, the next one who opens the file may find the whole
+  // batch.) Without a batch it is a misuse.
   void commit_batch();
 
   // Takes all of the batch back. Without a batch it is a misuse.
