@@ -34,6 +34,18 @@ constexpr const char* kCountIndexes = R"(
   SELECT count(*) FROM pragma_index_list('sample') AS list JOIN pragma_index_info(list.name) AS part
   WHERE part.seqno = 0 AND part.name = 'key' AND NOT list.partial)";
 
+// The first row that holds what no ledger files: tables take any value in any column. Only of a number that is finite
+// the difference to itself is one.
+constexpr const char* kFindForeignRow = R"(
+  SELECT 'scalar has a row of ' || typeof(key) || ' and ' || typeof(value) || ', expected text and integer'
+    FROM scalar WHERE typeof(key) <> 'text' OR typeof(value) <> 'integer'
+  UNION ALL
+  SELECT 'sample has a row of ' || typeof(key) || ' and ' ||
+    iif(typeof(value) = 'real' AND value - value IS NULL, 'no finite ', '') || typeof(value) ||
+    ', expected text and finite real'
+    FROM sample WHERE typeof(key) <> 'text' OR typeof(value) <> 'real' OR value - value IS NULL
+  LIMIT 1)";
+
 std::int64_t identity_of(Database& database) { return database.integer("PRAGMA application_id"); }
 
 std::int64_t version_of(Database& database) { return database.integer("PRAGMA user_version"); }
@@ -114,6 +126,9 @@ void check_damage(Database& database) {
   const std::string result = database.text("PRAGMA integrity_check(1)");
   if (result != "ok") {
     database.refuse("is damaged: " + result.substr(result.rfind('\n') + 1));
+  }
+  if (const std::string foreign = database.text(kFindForeignRow); !foreign.empty()) {
+    database.refuse("is damaged: " + foreign);
   }
 }
 

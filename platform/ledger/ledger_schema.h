@@ -34,8 +34,9 @@ void check_identity(Database& database);
 // Throws LedgerError when it is another program's, of another version, or has other tables.
 void check_schema(Database& database);
 
-// Throws LedgerError when its pages, records and indexes do not fit together: reads the whole file. A value that was
-// overwritten by another is not noticed, as the file has no checksums.
+// Throws LedgerError when its pages, records and indexes do not fit together, or when a key is no text, a scalar no
+// integer or a sample no finite number: reads the whole file. A value that was overwritten by another of its type is
+// not noticed, as the file has no checksums.
 void check_damage(Database& database);
 
 }  // namespace hub::platform

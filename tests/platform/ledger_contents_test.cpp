@@ -165,6 +165,26 @@ TEST_F(ReadLedger, damaged_ledger_is_an_error) {
   expect_contains(error(), file() + ": is damaged: ");
 }
 
+// Tables take any value in any column: these come from another program, and would be reported as what they are not.
+TEST_F(ReadLedger, row_that_no_ledger_files_is_an_error) {
+  const std::map<std::string, std::string> said = {
+      {"UPDATE scalar SET key = NULL", "scalar has a row of null and integer, expected text and integer"},
+      {"INSERT INTO scalar VALUES (x'70', 1)", "scalar has a row of blob and integer, expected text and integer"},
+      {"UPDATE scalar SET value = 1.5", "scalar has a row of text and real, expected text and integer"},
+      {"UPDATE scalar SET value = NULL", "scalar has a row of text and null, expected text and integer"},
+      {"UPDATE sample SET key = NULL", "sample has a row of null and real, expected text and finite real"},
+      {"UPDATE sample SET value = x'00'", "sample has a row of text and blob, expected text and finite real"},
+      {"UPDATE sample SET value = NULL", "sample has a row of text and null, expected text and finite real"},
+      {"UPDATE sample SET value = 9e999", "sample has a row of text and no finite real, expected text and finite real"},
+  };
+  for (const auto& [sql, what] : said) {
+    make_ledger();
+    change(sql);
+    EXPECT_EQ(error(), file() + ": is damaged: " + what) << sql;
+    fs::remove(file());
+  }
+}
+
 TEST_F(ReadLedger, folder_is_an_error) {
   fs::create_directory(file());
   EXPECT_EQ(error(), file() + ": is a folder, expected a ledger");

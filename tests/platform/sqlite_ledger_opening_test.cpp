@@ -327,6 +327,12 @@ TEST_F(LedgerOpening, file_with_a_page_of_nonsense_is_refused_in_one_line) {
   EXPECT_EQ(error().find('\n'), std::string::npos);
 }
 
+TEST_F(LedgerOpening, ledger_with_a_row_that_no_ledger_files_is_refused) {
+  make_ledger();
+  change("UPDATE sample SET value = 9e999");
+  expect_refusal("is damaged: sample has a row of text and no finite real");
+}
+
 TEST_F(LedgerOpening, file_locked_by_another_process_is_refused_and_opens_later) {
   make_ledger();
   {
