@@ -100,14 +100,22 @@ std::filesystem::path folder_of(const std::filesystem::path& file) {
 }  // namespace
 
 Device read_device_file(const std::string& path) {
+  std::string text;
   try {
-    const JsonValue root = read_json_text(read_whole_file(path));
+    text = read_whole_file(path);
+  } catch (const std::system_error& error) {
+    throw DeviceFileError(path + ": expected a device file, found none (" + error.code().message() + ")");
+  }
+  return read_device_text(text, path);
+}
+
+Device read_device_text(std::string_view text, const std::string& path) {
+  try {
+    const JsonValue root = read_json_text(text);
     const std::filesystem::path folder = folder_of(path);
     return read_device(JsonPlace(root, folder));
   } catch (const JsonError& error) {
     throw DeviceFileError(path + ": " + error.what());
-  } catch (const std::system_error& error) {
-    throw DeviceFileError(path + ": expected a device file, found none (" + error.code().message() + ")");
   }
 }
 

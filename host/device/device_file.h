@@ -8,6 +8,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -108,5 +109,8 @@ class DeviceFileError : public std::runtime_error {
 // arrays stand at most 256 deep in each other; a reply's text is filled to at most 16 MiB. Time and memory are linear
 // in what is read. Throws DeviceFileError, and std::bad_alloc. [any thread]
 Device read_device_file(const std::string& path);
+
+// The same of a text that stands in for the file's own; no file of that name is looked for. [any thread]
+Device read_device_text(std::string_view text, const std::string& path);
 
 }  // namespace hub::host

@@ -39,6 +39,20 @@ TEST_F(DeviceFileTest, file_that_cannot_be_read_is_refused_with_the_reason) {
   EXPECT_EQ(message(path("")), path("") + ": expected a device file, found none (Is a directory)");
 }
 
+TEST_F(DeviceFileTest, text_stands_in_for_a_file_that_is_not_there) {
+  const std::string file = path("none.json");
+  static_cast<void>(make_file("part.bin", "ab"));
+  const Device read_text =
+      host::read_device_text(node(R"("driver": { "properties": { "1": { "file": "part.bin" } } })"), file);
+  EXPECT_TRUE(read_text.registry.at(0).driver->properties.contains(1));
+  try {
+    host::read_device_text("[]", file);
+    ADD_FAILURE() << "taken";
+  } catch (const DeviceFileError& error) {
+    EXPECT_EQ(error.what(), file + ": $: expected an object, found an array of 0");
+  }
+}
+
 TEST_F(DeviceFileTest, least_device_is_empty) {
   const Device device = read(R"({ "format": "hub-device/1", "registry": [] })");
   EXPECT_TRUE(device.registry.empty());
