@@ -87,7 +87,7 @@ constexpr StatLedgerKeyName kStatLedgerKeyNames[] = {
 
 namespace {
 
-constexpr bool rowsStandInOrder() {
+consteval bool rowsStandInOrder() {
   for (std::int32_t row = 0; row < kStatLedgerKeyCount; ++row) {
     if (kStatLedgerKeyNames[row].index != row) {
       return false;

@@ -10,7 +10,7 @@
 namespace hub::host {
 namespace {
 
-constexpr std::array<std::array<char, 2>, 256> make_hexadecimal_bytes() {
+consteval std::array<std::array<char, 2>, 256> make_hexadecimal_bytes() {
   std::array<std::array<char, 2>, 256> digits{};
   for (std::size_t byte = 0; byte < digits.size(); ++byte) {
     digits[byte] = {kHexadecimalDigits[byte / 16], kHexadecimalDigits[byte % 16]};

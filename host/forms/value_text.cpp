@@ -17,13 +17,13 @@ struct Escape {
 constexpr std::size_t kCharactersWithEscape = 0xA0;
 constexpr std::size_t kAsciiEnd = 0x80;
 
-constexpr Escape short_escape(char letter) { return {{'\\', letter}, 2}; }
+consteval Escape short_escape(char letter) { return {{'\\', letter}, 2}; }
 
-constexpr Escape numbered_escape(std::size_t character) {
+consteval Escape numbered_escape(std::size_t character) {
   return {{'\\', 'u', '0', '0', kHexadecimalDigits[character / 16], kHexadecimalDigits[character % 16]}, 6};
 }
 
-constexpr std::array<Escape, kCharactersWithEscape> make_escapes() {
+consteval std::array<Escape, kCharactersWithEscape> make_escapes() {
   std::array<Escape, kCharactersWithEscape> escapes{};
   for (std::size_t control = 0; control < ' '; ++control) {
     escapes[control] = numbered_escape(control);
@@ -48,7 +48,7 @@ constexpr std::string_view kParagraphSeparator = "\u2029";
 
 std::uint8_t byte_at(std::string_view text, std::size_t index) { return static_cast<std::uint8_t>(text[index]); }
 
-constexpr std::array<std::uint8_t, 256> make_traits() {
+consteval std::array<std::uint8_t, 256> make_traits() {
   std::array<std::uint8_t, 256> traits{};
   for (std::size_t byte = 0; byte < traits.size(); ++byte) {
     traits[byte] = byte >= kAsciiEnd || kEscapes[byte].length > 0 ? kHasJsonEscape : kPlainText;

@@ -72,7 +72,7 @@ constexpr FallibleFunction kFunctions[] = {
 
 constexpr std::size_t kFunctionCount = std::size(kFunctions);
 
-constexpr bool rows_stand_in_order() {
+consteval bool rows_stand_in_order() {
   for (std::size_t row = 0; row < kFunctionCount; ++row) {
     if (static_cast<std::size_t>(kFunctions[row].function) != row) {
       return false;

@@ -74,7 +74,7 @@ class NameTable {
 };
 
 template <std::size_t kCount>
-constexpr std::array<Name, kCount> names_of(const profile_decoder::entry (&rows)[kCount]) {
+consteval std::array<Name, kCount> names_of(const profile_decoder::entry (&rows)[kCount]) {
   std::array<Name, kCount> names;
   for (std::size_t row = 0; row < kCount; ++row) {
     names[row] = Name(rows[row].name);

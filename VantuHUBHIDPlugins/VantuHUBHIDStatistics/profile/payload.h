@@ -51,9 +51,9 @@ inline constexpr Kind subtype32{Form::kSubtype, 4};
 inline constexpr Kind fixed16_16{Form::kFixedPoint, 4, 16};
 inline constexpr Kind fixed20_12{Form::kFixedPoint, 4, 12};
 
-constexpr Kind text(std::uint8_t width_bytes) { return {Form::kText, width_bytes}; }
-constexpr Kind bytes(std::uint8_t width_bytes) { return {Form::kBytes, width_bytes}; }
-constexpr Kind constant(std::uint8_t number) { return {Form::kConstant, 0, number}; }
+consteval Kind text(std::uint8_t width_bytes) { return {Form::kText, width_bytes}; }
+consteval Kind bytes(std::uint8_t width_bytes) { return {Form::kBytes, width_bytes}; }
+consteval Kind constant(std::uint8_t number) { return {Form::kConstant, 0, number}; }
 
 // In place of an offset: the list is printed whole.
 inline constexpr std::uint8_t kWholeList = 0xFF;
@@ -94,7 +94,7 @@ inline constexpr std::size_t kMostRows = 32;
 
 // True when every row, and the length that it is cut at, lies inside the payload, and when the items of all rows fit
 // into the room for a line: pinned beside each table.
-constexpr bool fits(std::span<const Field> fields) {
+consteval bool fits(std::span<const Field> fields) {
   for (const Field& field : fields) {
     if (field.at + field.kind.width_bytes > kPayloadSize ||
         (field.length_at != kWholeList && field.length_at + sizeof(std::uint16_t) > kPayloadSize)) {
