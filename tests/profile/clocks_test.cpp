@@ -6,10 +6,13 @@
 #include <cstdlib>
 #include <ctime>
 #include <iterator>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "CoreFoundation/CoreFoundation.h"
 #include "corefoundation/corefoundation_host.h"
+#include "failures/failures_host.h"
 #include "tests/support/decoding.h"
 #include "tests/support/report_builder.h"
 
@@ -267,6 +270,46 @@ TEST_F(Zones, empty_environment_is_utc) {
   const std::string text = wall_time(0);
   environ = kept;
   EXPECT_EQ(text, kInUtc);
+}
+
+TEST_F(Zones, empty_environment_stays_utc) {
+  char** const kept = environ;
+  environ = nullptr;
+  const std::string first = wall_time(0);
+  const std::string second = wall_time(0);
+  environ = kept;
+  EXPECT_EQ(first, kInUtc);
+  EXPECT_EQ(second, kInUtc);
+}
+
+TEST_F(Zones, zone_in_an_environment_of_its_own_shows_whatever_stood_there_before) {
+  char other[] = "HUB_TEST_VARIABLE=1";
+  char zone[] = "TZ=EET-2";
+  char* variables[] = {nullptr, nullptr};
+  char** const kept = environ;
+  environ = variables;
+  std::vector<std::string> texts;
+  for (char* const variable : {static_cast<char*>(nullptr), static_cast<char*>(nullptr), other, other, zone, other}) {
+    variables[0] = variable;
+    texts.push_back(wall_time(0));
+  }
+  environ = kept;
+  EXPECT_EQ(texts, (std::vector<std::string>{kInUtc, kInUtc, kInUtc, kInUtc, kTwoHoursOn, kInUtc}));
+}
+
+// On a thread that has asked for nothing yet.
+TEST_F(Clocks, without_memory_for_the_question_there_is_no_time_until_there_is) {
+  add_time_sync(0, kNov16);
+  std::string without;
+  std::string later;
+  platform::plan_failures({.first = 1, .function = platform::Fallible::kIOServiceMatching});
+  std::thread([&] {
+    without = wall_time(0);
+    later = wall_time(0);
+  }).join();
+  platform::end_failures();
+  EXPECT_EQ(without, "none");
+  EXPECT_EQ(later, "Nov 16 04:51:21.123456");
 }
 
 TEST_F(Clocks, without_service_the_text_is_left_alone) {

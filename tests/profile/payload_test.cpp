@@ -57,6 +57,12 @@ TEST(Walker, column_is_the_least_width_of_the_value) {
 
 TEST(Walker, constant_reads_nothing) { EXPECT_EQ(printed({0, constant(30), "k", 4}, counting()), " 'k':  30,"); }
 
+TEST(Walker, number_of_a_row_is_the_payloads_or_the_constant) {
+  const auto sample = counting();
+  EXPECT_EQ(number_of({1, u16, "k"}, payload_of(sample)), 513U);
+  EXPECT_EQ(number_of({1, constant(30), "k"}, payload_of(sample)), 30U);
+}
+
 TEST(Walker, column_of_a_quoted_hexadecimal_is_that_of_its_first_quote) {
   EXPECT_EQ(printed({1, hex32, "k", 4}, counting()), " 'k':   '4030201',");
 }

@@ -2,6 +2,7 @@
 #include "profile/profile_exports.h"
 
 #include "corefoundation/corefoundation_host.h"
+#include "failures/failures_host.h"
 #include "tests/support/decoding.h"
 #include "tests/support/report_builder.h"
 
@@ -70,6 +71,13 @@ TEST_F(Exports, print_writes_text_beyond_ascii_as_utf_8) {
 }
 
 TEST_F(Exports, print_writes_nothing_without_a_description) { EXPECT_EQ(print(named("\xFF")), ""); }
+
+TEST_F(Exports, print_writes_nothing_when_the_text_cannot_be_converted) {
+  platform::plan_failures({.first = 1, .function = platform::Fallible::kCFStringGetCString});
+  EXPECT_EQ(print(named("\u00E9")), "");
+  platform::end_failures();
+  EXPECT_EQ(platform::planned_failures_of(platform::Fallible::kCFStringGetCString), 1U);
+}
 
 TEST_F(Exports, print_leaves_nothing_behind) {
   const auto before = platform::live_objects(CFStringGetTypeID());

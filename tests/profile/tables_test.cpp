@@ -93,6 +93,18 @@ TEST(NameTables, have_their_row_counts) {
   }
 }
 
+// Made where the program runs, which is as good as when it is compiled.
+TEST(NameTables, find_the_first_row_of_an_id_in_place_or_behind_a_gap) {
+  const profile_decoder::entry rows[] = {{0, "a"}, {1, "b"}, {5, "c"}, {1, "d"}, {5, "e"}};
+  const Name names[] = {Name("a"), Name("b"), Name("c"), Name("d"), Name("e")};
+  const NameTable table(rows, names);
+  EXPECT_EQ(table.find(1), &names[1]);
+  EXPECT_EQ(table.find(5), &names[2]);
+  EXPECT_EQ(table.find(2), nullptr);
+  EXPECT_EQ(NameTable(std::span(rows).first(2), names).find(1), &names[1]);
+  EXPECT_EQ(NameTable().find(0), nullptr);
+}
+
 TEST(NameTables, ids_are_unique) {
   for (const auto& [name, table, row_count] : all_name_tables()) {
     std::set<unsigned> ids;

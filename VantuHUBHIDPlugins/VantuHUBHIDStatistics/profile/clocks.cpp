@@ -118,8 +118,10 @@ SecondText local_second_text(std::time_t seconds) {
 class ZoneWatch {
  public:
   [[nodiscard]] bool is_unchanged() const {
-    return environ == environment_ && environ != nullptr && environ[place_] == entry_ &&
-           (entry_ != nullptr ? std::strcmp(entry_, text_.data()) == 0 : place_ == 0 || environ[place_ - 1] == last_);
+    if (environ != environment_ || environ == nullptr || environ[place_] != entry_) {
+      return false;
+    }
+    return entry_ != nullptr ? std::strcmp(entry_, text_.data()) == 0 : place_ == 0 || environ[place_ - 1] == last_;
   }
 
   void look() {
