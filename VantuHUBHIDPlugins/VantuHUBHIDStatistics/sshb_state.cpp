@@ -55,10 +55,10 @@ void addFields(CFMutableDictionaryRef dictionary, Bytes statistics, std::span<co
   }
 }
 
-// Stores a dictionary in another; nothing when it could not be made.
+// Stores a dictionary in another; nothing when there is no memory for its key.
 void addDictionary(CFMutableDictionaryRef dictionary, const char* key, CFDictionaryRef value) {
   const OwnedObject name(CFStringCreateWithCString(kCFAllocatorDefault, key, kCFStringEncodingUTF8));
-  if (name.get() != nullptr && value != nullptr) {
+  if (name.get() != nullptr) {
     CFDictionarySetValue(dictionary, name.get(), value);
   }
 }

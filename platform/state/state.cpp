@@ -95,13 +95,12 @@ class Capture {
   const Handlers asked_;
 };
 
-OwnedStateData answer_of(const Handler& handler, std::uint32_t api, const char* function) {
+OwnedStateData answer_of(const Handler& handler, os_state_hints_t hints, const char* function) {
   if (is_on_queue(handler.queue.get())) {
     misuse(function, "called on a handler's queue");
   }
-  os_state_hints_s hints{api};  // each handler's own: it may write to them
   OwnedStateData answer;
-  const auto ask = [&] { answer.reset(call_block(handler.block, &hints)); };
+  const auto ask = [&] { answer.reset(call_block(handler.block, hints)); };
   if (handler.queue.get() != nullptr) {
     dispatch_sync(handler.queue.get(), [&] {
       expect_on_queue(handler.queue.get(), "a state handler");
@@ -113,6 +112,14 @@ OwnedStateData answer_of(const Handler& handler, std::uint32_t api, const char* 
   return answer;
 }
 
+OwnedStateData answer_of_number(std::size_t number, os_state_hints_t hints, const char* function) {
+  const Capture capture;
+  if (number >= capture.asked().size()) {
+    misuse(function, "no such handler");
+  }
+  return answer_of(*capture.asked()[number], hints, function);
+}
+
 }  // namespace
 
 std::size_t state_handlers() { return handlers().all().size(); }
@@ -121,19 +128,20 @@ void capture_state(std::uint32_t api, const std::function<void(std::size_t handl
   const Capture capture;
   const Handlers& asked = capture.asked();
   for (std::size_t number = 0; number < asked.size(); ++number) {
-    if (OwnedStateData answer = answer_of(*asked[number], api, "capture_state")) {
+    os_state_hints_s hints{api};  // each handler's own: it may write to them
+    if (OwnedStateData answer = answer_of(*asked[number], &hints, "capture_state")) {
       take(number, std::move(answer));
     }
   }
 }
 
 OwnedStateData ask_state_handler(std::size_t handler, std::uint32_t api) {
-  const Capture capture;
-  const Handlers& asked = capture.asked();
-  if (handler >= asked.size()) {
-    misuse("ask_state_handler", "no such handler");
-  }
-  return answer_of(*asked[handler], api, "ask_state_handler");
+  os_state_hints_s hints{api};
+  return answer_of_number(handler, &hints, "ask_state_handler");
+}
+
+OwnedStateData ask_state_handler_without_hints(std::size_t handler) {
+  return answer_of_number(handler, nullptr, "ask_state_handler_without_hints");
 }
 
 void clear_state_handlers() { handlers().clear(); }

@@ -30,6 +30,10 @@ PLATFORM_EXPORT void capture_state(std::uint32_t api,
 // so is a call on the handler's queue. [any thread but the handler's queue]
 PLATFORM_EXPORT OwnedStateData ask_state_handler(std::size_t handler, std::uint32_t api);
 
+// The same, as if the capture had no hints to hand over: the handler gets NULL in their place, and has to live with it.
+// [any thread but the handler's queue]
+PLATFORM_EXPORT OwnedStateData ask_state_handler_without_hints(std::size_t handler);
+
 // Forgets all handlers and releases their queues; handles are not used again. During a capture it is a misuse.
 // [host, when nobody captures]
 PLATFORM_EXPORT void clear_state_handlers();

@@ -155,9 +155,17 @@ TEST_F(State, one_handler_can_be_asked_alone) {
   EXPECT_EQ(asked, (Titles{"second", "third"}));
 }
 
+TEST_F(State, handler_asked_without_hints_gets_null_and_may_answer) {
+  os_state_add_handler(nullptr, [](os_state_hints_t hints) { return record(hints == nullptr ? "none" : "some"); });
+  EXPECT_STREQ(platform::ask_state_handler_without_hints(0)->title, "none");
+  EXPECT_STREQ(platform::ask_state_handler(0, OS_STATE_API_REQUEST)->title, "some");
+}
+
 TEST_F(State, handler_that_is_not_there_cannot_be_asked) {
   answering("only");
   EXPECT_DEATH(platform::ask_state_handler(1, OS_STATE_API_REQUEST), "platform: ask_state_handler: no such handler");
+  EXPECT_DEATH(platform::ask_state_handler_without_hints(1),
+               "platform: ask_state_handler_without_hints: no such handler");
 }
 
 TEST_F(State, handler_registered_during_a_capture_is_called_in_the_next) {

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "failures/failures_host.h"
 #include "notify.h"
 #include "tests/plugin/plugin_fixture.h"
 
@@ -140,6 +141,15 @@ TEST_F(PlugInObject, answers_to_three_interfaces_with_a_reference_each) {
 
 TEST_F(PlugInObject, refuses_an_unknown_interface_and_stores_null) {
   const Query asked = query(factory_id());
+  EXPECT_EQ(static_cast<std::uint32_t>(asked.status), 0x80000004U);
+  EXPECT_EQ(asked.interface, nullptr);
+  EXPECT_EQ(references(), 1U);
+}
+
+TEST_F(PlugInObject, refuses_every_interface_without_memory_for_its_identifier) {
+  platform::plan_failures({.first = 1, .function = platform::Fallible::kCFUUIDCreateFromUUIDBytes});
+  const Query asked = query(IUnknownUUID);
+  platform::end_failures();
   EXPECT_EQ(static_cast<std::uint32_t>(asked.status), 0x80000004U);
   EXPECT_EQ(asked.interface, nullptr);
   EXPECT_EQ(references(), 1U);

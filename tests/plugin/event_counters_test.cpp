@@ -65,6 +65,17 @@ TEST_F(EventCounters, are_left_out_when_any_of_the_three_levels_cannot_be_had) {
   }
 }
 
+TEST_F(EventCounters, are_left_out_when_any_of_the_three_levels_is_said_to_be_there_and_is_not) {
+  add_queue();
+  for (const std::uint64_t level : {1U, 2U, 3U}) {
+    platform::plan_failures(
+        {.first = level, .function = platform::Fallible::kIORegistryEntryGetChildEntry, .code = kIOReturnSuccess});
+    EXPECT_EQ(events(), "none") << level;
+    platform::end_failures();
+  }
+  EXPECT_NE(events(), "none");
+}
+
 TEST_F(EventCounters, without_debug_state_are_minus_one_and_times_zero) {
   add_queue();
   EXPECT_EQ(events(), text("-1", "-1", "-1"));

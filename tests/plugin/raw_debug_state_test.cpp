@@ -10,10 +10,22 @@
 #include "profile/NEBLogDecoder.h"
 #include "system/system_host.h"
 #include "tests/plugin/state_fixture.h"
+#include "tests/support/failing_memory.h"
 #include "tests/support/property_list_objects.h"
 #include "tests/support/report_builder.h"
 
 namespace hub::test {
+
+// The handler itself, by the one way in which a private member may be named: the registered ones have fixed arguments.
+using RawDebugHandler = os_state_data_t (VantuHUBHIDStatistics::*)(os_state_hints_t, ServiceContext*, std::uint32_t,
+                                                                   std::uint32_t, std::uint32_t, std::uint32_t);
+RawDebugHandler raw_debug_handler();
+template <RawDebugHandler kHandler>
+struct RevealRawDebugHandler {
+  friend RawDebugHandler raw_debug_handler() { return kHandler; }
+};
+template struct RevealRawDebugHandler<&VantuHUBHIDStatistics::stateHandler_RawDebugData>;
+
 namespace {
 
 using platform::Fallible;
@@ -87,6 +99,13 @@ class RawDebugState : public StateTest {
     announce({kDebugService});
   }
   ~RawDebugState() override { platform::use_machine_boot_time(); }
+
+  // Whether a handler with these arguments gives a record.
+  bool gives_record(std::uint32_t kind, std::uint32_t batch_size) {
+    const platform::OwnedStateData data(
+        (instance.object().*raw_debug_handler())(nullptr, nullptr, 0, batch_size, kind, 0));
+    return data != nullptr;
+  }
 
   MethodAnswers from_firmware;
   MethodAnswers from_driver;
@@ -252,6 +271,32 @@ TEST_F(RawDebugState, array_that_cannot_be_made_gives_no_record_and_no_message) 
   expected.erase(expected.begin());
   EXPECT_EQ(titles_of(capture_failing(Fallible::kCFArrayCreateMutable, 1)), expected);
   EXPECT_EQ(log, Story{});
+}
+
+TEST_F(RawDebugState, kind_that_is_not_1_to_3_gives_no_record_and_asks_nobody) {
+  from_driver.replies[kErrors] = Reply{bytes_of({numbered(1)})};
+  EXPECT_TRUE(gives_record(3, 32));
+  from_driver.story.clear();
+  for (const std::uint32_t kind : {0U, 4U, UINT32_MAX}) {
+    EXPECT_FALSE(gives_record(kind, 32)) << kind;
+  }
+  EXPECT_EQ(from_driver.story, Story{});
+  EXPECT_EQ(from_firmware.story, Story{});
+}
+
+TEST_F(RawDebugState, batch_of_no_reports_gives_no_record_and_asks_nobody) {
+  EXPECT_FALSE(gives_record(3, 0));
+  EXPECT_EQ(from_driver.story, Story{});
+}
+
+TEST_F(RawDebugState, buffer_without_memory_gives_no_record_and_asks_nobody) {
+  from_driver.replies[kErrors] = Reply{bytes_of({numbered(1)})};
+  const auto without_memory = [&] {
+    const NoMemory no_memory;
+    return gives_record(3, 32);
+  };
+  EXPECT_FALSE(without_memory());
+  EXPECT_EQ(from_driver.story, Story{});
 }
 
 TEST_F(RawDebugState, line_ends_with_calendar_time_when_there_is_a_time_sync_service) {

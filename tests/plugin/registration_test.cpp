@@ -261,6 +261,18 @@ TEST_F(Registration, names_nothing_when_nothing_is_recorded) {
   EXPECT_EQ(log, Story{});
 }
 
+TEST_F(Registration, drops_a_service_whose_device_or_the_entry_before_it_is_said_to_be_there_and_is_not) {
+  for (const std::uint64_t level : {1U, 2U}) {
+    platform::plan_failures(
+        {.first = level, .function = platform::Fallible::kIORegistryEntryGetParentEntry, .code = kIOReturnSuccess});
+    announce(with_usage(kLight));
+    platform::end_failures();
+    EXPECT_EQ(handles_kept(), 1U) << "the driver's";
+    EXPECT_EQ(state_handlers(), 0U) << level;
+  }
+  EXPECT_EQ(kernel, Story{});
+}
+
 TEST_F(Registration, keeps_a_service_without_a_driver_plugin) {
   ServiceScript script = with_usage(kLight);
   script.driver.exists = false;

@@ -90,6 +90,15 @@ TEST_F(StateCaptures, request_of_an_unknown_kind_counts_as_a_fault_from_2_on_and
   EXPECT_EQ(driver.story, Story{});
 }
 
+TEST_F(StateCaptures, request_without_hints_is_answered_by_nobody_and_nothing_is_read) {
+  announce({kConsumerButton, kSensor}, with_a_carrier());
+  for (std::size_t handler = 0; handler < platform::state_handlers(); ++handler) {
+    EXPECT_EQ(platform::ask_state_handler_without_hints(handler), nullptr) << handler;
+  }
+  EXPECT_EQ(driver.story, Story{});
+  EXPECT_EQ(opened(), 0);
+}
+
 TEST_F(StateCaptures, aggregate_answers_nothing) {
   ServiceScript script;
   script.supports_statistics = platform::Owned<CFTypeRef>(CFRetain(kCFBooleanTrue));

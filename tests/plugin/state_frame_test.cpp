@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "tests/plugin/state_fixture.h"
+#include "tests/support/failing_memory.h"
 
 namespace hub::test {
 namespace {
@@ -56,6 +57,16 @@ TEST_F(StateFrame, contents_that_cannot_be_serialised_give_no_record) {
 TEST_F(StateFrame, contents_that_are_no_property_list_give_no_record) {
   CFDictionarySetValue(state.get(), CFSTR("id"), kIOHIDHubDriverInterfaceID);
   EXPECT_EQ(record(), nullptr);
+}
+
+TEST_F(StateFrame, record_without_memory_is_null) {
+  addNumber32(state.get(), "answer", 42);
+  const auto record_now = [&] {
+    const NoMemory no_memory;
+    return OwnedStateData(copyStateData(state.get(), "title"));
+  };
+  EXPECT_EQ(record_now(), nullptr);
+  EXPECT_NE(record(), nullptr);
 }
 
 TEST_F(StateFrame, numbers_of_both_widths_are_signed) {
