@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr CFNumberType fixed_integer(std::size_t width_bytes) {
+consteval CFNumberType fixed_integer(std::size_t width_bytes) {
   switch (width_bytes) {
     case 1:
       return kCFNumberSInt8Type;

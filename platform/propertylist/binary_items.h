@@ -18,7 +18,6 @@ namespace hub::platform {
 struct BinaryItem {
   enum Kind : std::uint8_t { kFalse, kTrue, kInteger, kSingle, kDouble, kData, kAscii, kUtf16, kArray, kDictionary };
 
-  [[nodiscard]] bool is_text() const { return kind == kAscii || kind == kUtf16; }
   [[nodiscard]] bool is_collection() const { return kind == kArray || kind == kDictionary; }
   [[nodiscard]] bool same_as(const BinaryItem& other) const {
     return kind == other.kind && bits == other.bits && bytes == other.bytes;
