@@ -13,6 +13,20 @@ set(HUB_HARDENED_LINKING LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack LIN
 # What is built tells the same place, wherever it is built: two builds of the same sources are the same bytes.
 set(HUB_SAME_PLACE "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>")
 
+# What a target's code has run is counted, by as many threads as there are, and written when the process ends: also when it
+# ends in an abort, as a misuse of the platform does.
+function(hub_count_coverage target)
+  set(counting -fprofile-instr-generate=${PROJECT_BINARY_DIR}/profiles/%2m.profraw)
+  target_compile_options(${target} PRIVATE ${counting} -fprofile-update=atomic -fcoverage-mapping -fcoverage-mcdc
+    # The standard library's own stable_sort uses what it tells others not to use.
+    $<$<COMPILE_LANGUAGE:CXX>:-Wno-deprecated-declarations>)
+  target_link_options(${target} PRIVATE ${counting})
+  get_target_property(type ${target} TYPE)
+  if(NOT type STREQUAL "STATIC_LIBRARY")
+    target_sources(${target} PRIVATE "${PROJECT_SOURCE_DIR}/tests/support/coverage_counts.c")
+  endif()
+endfunction()
+
 # Gives a target the project's language level, warnings, hardening and sanitizers. Every target of ours calls it once.
 # FORTIFY: how far calls of the C library are checked when the compiler optimises; 3 if not said.
 function(hub_target target)
@@ -34,6 +48,9 @@ function(hub_target target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
     $<$<BOOL:${HUB_WARNINGS_AS_ERRORS}>:-Werror> ${HUB_HARDENING} ${checked_calls} ${HUB_SAME_PLACE})
   target_link_options(${target} PRIVATE ${HUB_HARDENED_LINKING})
+  if(HUB_COVERAGE)
+    hub_count_coverage(${target})
+  endif()
   # Edges alone, not comparisons as well: tracing those takes longer than what the targets do. What can be compared with
   # stands in their corpora.
   if(HUB_FUZZERS)
