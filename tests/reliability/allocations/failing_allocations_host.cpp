@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the host library reads, writes and runs without memory.
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "host/device/device_file.h"
+#include "host/figures/comparison_json.h"
+#include "host/figures/comparison_text.h"
+#include "host/figures/figures_run.h"
+#include "host/figures/summary_json.h"
+#include "host/figures/summary_text.h"
+#include "host/filter/record_filter.h"
+#include "host/filter/time_window.h"
+#include "host/forms/formats.h"
+#include "host/records/record_run.h"
+#include "host/session/capture_writer.h"
+#include "host/session/ledger_report.h"
+#include "host/session/plugin_loader.h"
+#include "host/session/session.h"
+#include "host/session/snapshot_file.h"
+#include "host/session/snapshot_text.h"
+#include "ledger/sqlite_ledger.h"
+#include "tests/reliability/allocations/failing_allocations_run.h"
+
+namespace hub::test {
+namespace {
+
+using namespace hub::host;
+
+constexpr std::size_t kWidth = 80;
+
+std::string read_device() {
+  const Device device = read_device_file(HUB_SMALL_DEVICE);
+  return std::to_string(device.registry.size()) + " " + std::to_string(device.batches.size());
+}
+
+std::string parse_filter() {
+  const auto filter = RecordFilter::parse(
+      R"((category == sshb && event in (status-event, 5)) || !(duration > 1000) && name =~ "^[a-c]+")");
+  std::string matching;
+  for (unsigned category = 0; category < 12; ++category) {
+    _HubProfileReport report{};
+    report.category_id = static_cast<std::uint8_t>(category);
+    report.event_id = 5;
+    matching += filter.matches(report) ? '1' : '0';
+  }
+  return matching;
+}
+
+// The output that a run has completed. One that has failed says why, and has none.
+std::string completed(const std::string& output, int status, const std::ostringstream& messages) {
+  if (status == kDoneStatus) {
+    return content_of(output);
+  }
+  const std::string told = messages.str();
+  if (std::filesystem::exists(output)) {
+    return "there is an output of a run that has failed: " + told;
+  }
+  throw std::runtime_error(told);
+}
+
+template <unsigned Form, unsigned Jobs>
+std::string write_form() {
+  ProfileRunOptions options;
+  options.inputs.names = {HUB_SMALL_CAPTURE};
+  options.inputs.progress = ProgressWhen::kNever;
+  options.output = scratch("records");
+  FormatOptions form;
+  form.columns = parse_fields(kDefaultFields);
+  RecordOutputOptions records;
+  records.make_format = [&form] { return kOutputForms[Form].make(form); };
+  records.jobs = Jobs;
+  std::ostringstream messages;
+  return completed(options.output, write_records(options, records, messages), messages);
+}
+
+ProfileRunOptions figures_run() {
+  ProfileRunOptions options;
+  options.inputs.names = {HUB_SMALL_CAPTURE, HUB_SMALL_CAPTURE};
+  options.inputs.progress = ProgressWhen::kNever;
+  options.output = scratch("figures");
+  return options;
+}
+
+template <bool IsJson>
+std::string summarise() {
+  const ProfileRunOptions options = figures_run();
+  std::ostringstream messages;
+  const auto text = [](const CaptureSummary& summary) {
+    return IsJson ? summary_json(summary) : summary_text(summary, kWidth);
+  };
+  return completed(options.output, write_summary(options, {}, text, messages), messages);
+}
+
+template <bool IsJson>
+std::string compare() {
+  const ProfileRunOptions options = figures_run();
+  std::ostringstream messages;
+  const auto text = [](const NamedSummary& a, const NamedSummary& b) {
+    return IsJson ? comparison_json(a, b) : comparison_text(a, b, kWidth, kRowsShown);
+  };
+  return completed(options.output, write_comparison(options, {}, text, messages), messages);
+}
+
+std::string show_snapshot() {
+  const Snapshot snapshot = read_snapshot_file(HUB_SMALL_SNAPSHOT);
+  return snapshot_text(snapshot) + snapshot_json(snapshot);
+}
+
+// The folder of the captures is there whole or not at all.
+std::string write_captures() {
+  const std::string folder = scratch("captures");
+  try {
+    CaptureWriter writer(folder);
+    os_state_data_s record{};
+    record.type = 1;
+    for (std::size_t handler = 0; handler < 3; ++handler) {
+      writer.add(0, OS_STATE_API_REQUEST, handler, record);
+    }
+    writer.complete();
+  } catch (...) {
+    if (std::filesystem::exists(folder)) {
+      return "there is a folder that was not completed";
+    }
+    throw;
+  }
+  return content_of(folder + "/index.json") + content_of(folder + "/0002.state");
+}
+
+std::string report_ledger() {
+  platform::SqliteLedger ledger;
+  ledger.set_scalar("a key that is long enough for a block of its own", 5);
+  if (!ledger.push_to_distribution("another key that is long enough for it", 1.5)) {
+    throw Refused();
+  }
+  const platform::LedgerContents contents = ledger.contents();
+  return ledger_text(contents) + ledger_json(contents);
+}
+
+// What the run filed and which snapshots there are: a line each.
+std::string run_small_session() {
+  const std::string folder = scratch("session.captures");
+  SessionOptions options;
+  options.plugin = HUB_PLUGIN;
+  options.ledger = scratch("session.db");
+  options.log = scratch("session.log");
+  options.captures_folder = folder;
+  std::ostringstream output;
+  std::ostringstream messages;
+  if (!run_session(read_device_file(HUB_SMALL_DEVICE), options, output, messages)) {
+    throw std::runtime_error(messages.str());
+  }
+  std::string left;
+  for (const auto& [key, value] : platform::SqliteLedger(*options.ledger).contents().scalars) {
+    left += key + " " + std::to_string(value) + "\n";
+  }
+  std::size_t files = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    files += entry.is_regular_file() ? 1 : 0;
+  }
+  for (; files > 0; --files) {
+    left += "file\n";
+  }
+  return left;
+}
+
+constexpr Scenario kScenarios[] = {
+    {"device_file", read_device},
+    {"filter", parse_filter},
+    {"text", write_form<0, 1>},
+    {"text_by_two", write_form<0, 2>},
+    {"jsonl", write_form<1, 1>},
+    {"jsonl_by_two", write_form<1, 2>},
+    {"csv", write_form<2, 1>},
+    {"csv_by_two", write_form<2, 2>},
+    {"pcapng", write_form<3, 1>},
+    {"pcapng_by_two", write_form<3, 2>},
+    {"trace", write_form<4, 1>},
+    {"summary", summarise<false>},
+    {"summary_json", summarise<true>, false, true},
+    {"comparison", compare<false>},
+    {"comparison_json", compare<true>, false, true},
+    {"snapshot_file", show_snapshot, false, true},
+    {"captures_folder", write_captures, false, true},
+    {"ledger_report", report_ledger, false, true},
+    {"session", run_small_session, true, true},
+};
+
+}  // namespace
+
+const std::span<const Scenario> kHostScenarios = kScenarios;
+
+}  // namespace hub::test
