@@ -2,7 +2,7 @@
 // What is dear to make and needed for every line: a thread keeps one for its next line.
 #pragma once
 
-#include <pthread.h>
+#include <threads.h>
 
 #include <memory>
 #include <utility>
@@ -29,26 +29,37 @@ class ThreadSpare {
   }
 
  private:
-  // Whether the spare will be deleted when the thread ends. An object of the language that is destroyed with the thread
-  // would do, but the process ends when there is no memory to note one.
-  static bool has_end() {
-    static const Key key = make_key();
-    end_is_noted_ = end_is_noted_ || (key.exists && pthread_setspecific(key.key, &spare_) == 0);
-    return end_is_noted_;
-  }
+  // By which the spare is deleted when its thread ends. An object of the language that is destroyed with the thread
+  // would do, but the process ends when there is no memory to note one. Gone with the library: a thread that ends after
+  // that finds nothing to call, and its spare stays.
+  class ThreadEnd {
+   public:
+    ThreadEnd() : exists_(tss_create(&key_, delete_spare) == thrd_success) {}
+    ThreadEnd(const ThreadEnd&) = delete;
+    ThreadEnd& operator=(const ThreadEnd&) = delete;
+    ~ThreadEnd() {
+      if (exists_) {
+        tss_delete(key_);
+      }
+    }
 
-  struct Key {
-    pthread_key_t key;
-    bool exists;
+    // False when there is no memory for it.
+    [[nodiscard]] bool note() const { return exists_ && tss_set(key_, &spare_) == thrd_success; }
+
+   private:
+    static void delete_spare(void*) {
+      thread_is_ending_ = true;
+      take();
+    }
+
+    tss_t key_{};
+    bool exists_;
   };
 
-  static Key make_key() {
-    Key made{};
-    made.exists = pthread_key_create(&made.key, [](void*) {
-                    thread_is_ending_ = true;
-                    take();
-                  }) == 0;
-    return made;
+  static bool has_end() {
+    static const ThreadEnd end;
+    end_is_noted_ = end_is_noted_ || end.note();
+    return end_is_noted_;
   }
 
   // Bare, for they are asked also when the thread's objects are being destroyed; and part of each thread from its
