@@ -51,8 +51,9 @@ class HandlerTable {
   // The same, to be asked; each call has its end_capture.
   Handlers begin_capture() {
     const std::lock_guard lock(mutex_);
-    ++captures_;
-    return handlers_;
+    Handlers asked = handlers_;
+    ++captures_;  // last: without memory for the copy there is no capture
+    return asked;
   }
 
   void end_capture() {
