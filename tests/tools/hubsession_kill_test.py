@@ -12,8 +12,8 @@ import unittest
 from session_test import (
     CLICKS, DOUBLE_CLICKS, NAMES, PICO, SINGLE_CLICKS, SessionTest, add, batch, device, push)
 
-BATCHES = 60
-# The 60 of a run; a batch's samples tell which one it is.
+BATCHES = 240
+# Enough that filing them takes most of a run; a batch's samples tell which one it is.
 DEVICE = device(*[batch(add(CLICKS), push(PICO, number), add(SINGLE_CLICKS), push(PICO, number + 0.5), add(DOUBLE_CLICKS))
                   for number in range(BATCHES)])
 COUNTED = [NAMES[key] for key in (CLICKS, SINGLE_CLICKS, DOUBLE_CLICKS)]

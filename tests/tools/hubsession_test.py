@@ -332,6 +332,7 @@ class DefaultPlugIn(SessionTest):
         path = self.folder / self.device_file(device())
         os.mkdir(self.folder / "bin")
         shutil.copy(COMMAND, self.folder / "bin/hubsession")
+        os.symlink(os.path.join(os.path.dirname(COMMAND), "../platform"), self.folder / "platform")
         run = subprocess.run(["bin/hubsession", "run", path], cwd=self.folder, capture_output=True, check=False)
         self.assertEqual((1, b""), (run.returncode, run.stdout))
         self.assertRegex(run.stderr.decode(), r"\Ahubsession: /.*\.so\.\d+: no plug-in stands there; name one with"

@@ -186,7 +186,7 @@ def main():
                        check=True, stdout=subprocess.DEVNULL)
         found = {path.name.split(".so")[0] + (".so" if ".so" in path.name else ""): Binary(path)
                  for path in sorted(pathlib.Path(prefix).rglob("*"))
-                 if not path.is_symlink() and (path.name in COMMANDS or ".so." in path.name)}
+                 if path.is_file() and not path.is_symlink() and path.read_bytes().startswith(b"\x7fELF")}
         for binary in found.values():
             check_segments(check, binary)
             check_code(check, binary, options.optimised)
