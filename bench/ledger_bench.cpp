@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The ledger in a file on disk: a batch of scalar operations, beside the same in one upsert for each record; a batch of
-// samples where a million stand, beside the same in one insert for each sample, and beside itself without the index of
-// the keys; clearing where a million stand. A batch is one transaction that waits for the disk, in the ledger as in the
-// database beside it.
+// samples where a million stand, beside the same in one insert for each sample; clearing where a million stand. A batch
+// is one transaction that waits for the disk, in the ledger as in the database beside it.
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 #include <unistd.h>
@@ -371,13 +370,6 @@ Stored<PlainSamples>& stored_samples_beside() {
   return samples;
 }
 
-// The same ledger, whose index another program drops once it is open.
-Stored<LedgerSamples>& stored_samples_without_index() {
-  static Stored<LedgerSamples> samples("samples_without_index");
-  samples.run_beside("DROP INDEX IF EXISTS sample_by_key");
-  return samples;
-}
-
 void clear_distribution_without_samples(benchmark::State& state) {
   SqliteLedger& ledger = (*stored_samples()).ledger();
   const std::string counter = keys(true).front();
@@ -407,11 +399,8 @@ void push(benchmark::State& state, Stored<Samples>& samples) {
 void push_to_distribution(benchmark::State& state) { push(state, stored_samples()); }
 BENCHMARK(push_to_distribution);
 
-void one_insert_per_sample_without_index(benchmark::State& state) { push(state, stored_samples_beside()); }
-BENCHMARK(one_insert_per_sample_without_index);
-
-void push_to_distribution_without_index(benchmark::State& state) { push(state, stored_samples_without_index()); }
-BENCHMARK(push_to_distribution_without_index);
+void one_insert_per_sample(benchmark::State& state) { push(state, stored_samples_beside()); }
+BENCHMARK(one_insert_per_sample);
 
 }  // namespace
 

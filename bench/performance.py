@@ -173,11 +173,8 @@ ROWS = (
                   AT_LEAST, 9),
     milliseconds("ledger: clearing a distribution without samples among 1,000,000 others",
                  "ledger_bench", "clear_distribution_without_samples", 1),
-    times_as_long("ledger: time of a sample against an insert per sample without the index",
-                  "ledger_bench", "push_to_distribution", "one_insert_per_sample_without_index",
-                  AT_MOST, 1.5),
-    times_as_long("ledger: time of a sample with the index against without", "ledger_bench",
-                  "push_to_distribution", "push_to_distribution_without_index", None, None),
+    times_as_long("ledger: time of a sample against an insert per sample", "ledger_bench",
+                  "push_to_distribution", "one_insert_per_sample", AT_MOST, 1.5),
     # Snapshots.
     times_as_long("sensor snapshot: rate against libplist", "snapshot_bench",
                   "sensor_snapshot_by_libplist", "sensor_snapshot", AT_LEAST, 5),

@@ -10,11 +10,9 @@ namespace {
 
 constexpr std::int64_t kVersion = 1;
 
-constexpr const char* kCreateIndex = "CREATE INDEX sample_by_key ON sample (key)";
 constexpr const char* kCreate[] = {
     "CREATE TABLE scalar (key TEXT PRIMARY KEY, value INTEGER)",
     "CREATE TABLE sample (id INTEGER PRIMARY KEY, key TEXT, value REAL)",
-    kCreateIndex,
     "PRAGMA user_version = 1",
 };
 static_assert(kVersion == 1, "the last statement sets it");
@@ -28,11 +26,6 @@ constexpr const char* kDescribe = R"(
     FROM sqlite_schema AS m WHERE type <> 'index' AND name NOT LIKE 'sqlite~_%' ESCAPE '~' ORDER BY name))";
 constexpr const char* kDescription =
     "table sample id INTEGER PRIMARY KEY, key TEXT, value REAL; table scalar key TEXT PRIMARY KEY, value INTEGER";
-
-// Indexes, whatever their names, that find samples by their key.
-constexpr const char* kCountIndexes = R"(
-  SELECT count(*) FROM pragma_index_list('sample') AS list JOIN pragma_index_info(list.name) AS part
-  WHERE part.seqno = 0 AND part.name = 'key' AND NOT list.partial)";
 
 // The first row that holds what no ledger files: tables take any value in any column. Only of a number that is finite
 // the difference to itself is one.
@@ -71,8 +64,6 @@ void check_tables(Database& database) {
   }
 }
 
-bool has_index(Database& database) { return database.integer(kCountIndexes) != 0; }
-
 }  // namespace
 
 bool is_new(Database& database) {
@@ -95,18 +86,6 @@ void create_tables(Database& database) {
   database.run("COMMIT");
 }
 
-void complete_index(Database& database) {
-  if (has_index(database)) {
-    return;  // without keeping a writer from its work
-  }
-  database.run("BEGIN IMMEDIATE");
-  if (!has_index(database)) {  // nobody else was faster
-    database.run("DROP INDEX IF EXISTS sample_by_key");
-    database.run(kCreateIndex);
-  }
-  database.run("COMMIT");
-}
-
 void check_identity(Database& database) {
   const std::int64_t identity = identity_of(database);
   if (identity != kApplicationId) {
@@ -123,6 +102,10 @@ void check_schema(Database& database) {
 
 // SQLite may name the database on a line of its own, in front of what is wrong in it.
 void check_damage(Database& database) {
+  // SQLite would read zeros. A process that was killed may leave such a page, too, but then the log has all of it.
+  if (!database.has_log() && database.file_size_bytes() % database.integer("PRAGMA page_size") != 0) {
+    database.refuse("is damaged: its last page is cut short");
+  }
   const std::string result = database.text("PRAGMA integrity_check(1)");
   if (result != "ok") {
     database.refuse("is damaged: " + result.substr(result.rfind('\n') + 1));

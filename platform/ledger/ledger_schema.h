@@ -4,8 +4,7 @@
 //   scalar   key TEXT PRIMARY KEY, value INTEGER
 //   sample   id INTEGER PRIMARY KEY, key TEXT, value REAL: the samples of all distributions, oldest first
 //
-// An index finds the samples of a key. It is no part of the version: a ledger without it can be read, and gets it when
-// it is opened for writing.
+// Indexes that others add are theirs: a ledger is one with them and without.
 #pragma once
 
 #include <cstdint>
@@ -24,9 +23,6 @@ void set_identity(Database& database);
 
 // Makes the tables of a new database, in one transaction.
 void create_tables(Database& database);
-
-// Makes the index in a ledger whose tables have been checked, unless there is one, in one transaction.
-void complete_index(Database& database);
 
 // Throws LedgerError when it is another program's.
 void check_identity(Database& database);

@@ -3,6 +3,9 @@
 
 #include <sqlite3.h>
 
+#include <cstdint>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "ledger/ledger_error.h"
@@ -73,6 +76,23 @@ std::string Database::text(const char* sql) {
   Statement statement(*this, sql);
   statement.next();
   return std::string(statement.text(0));
+}
+
+std::int64_t Database::file_size_bytes() {
+  sqlite3_file* file = nullptr;
+  sqlite3_int64 size_bytes = 0;
+  if (sqlite3_file_control(handle(), "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK ||
+      file->pMethods->xFileSize(file, &size_bytes) != SQLITE_OK) {
+    fail();
+  }
+  return size_bytes;
+}
+
+bool Database::has_log() const {
+  std::error_code none;
+  const std::uintmax_t size_bytes =
+      std::filesystem::file_size(sqlite3_filename_wal(sqlite3_db_filename(handle(), "main")), none);
+  return !none && size_bytes > 0;
 }
 
 void Database::roll_back() noexcept {

@@ -33,6 +33,10 @@ class Database {
   [[nodiscard]] std::int64_t integer(const char* sql);
   [[nodiscard]] std::string text(const char* sql);
 
+  // How long the file is, without its log. And whether it has one, with pages that the file may lack.
+  [[nodiscard]] std::int64_t file_size_bytes();
+  [[nodiscard]] bool has_log() const;
+
   // Takes back what the transaction did, when there is one. SQLite ends some by itself when an operation fails.
   void roll_back() noexcept;
 

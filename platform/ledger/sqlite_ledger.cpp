@@ -96,7 +96,6 @@ Database open_ledger(const std::string& file, milliseconds patience) {
   check_schema(database);
   switch_to_log(database, patience);
   database.run("PRAGMA synchronous = FULL");
-  complete_index(database);
   return database;
 }
 
@@ -114,8 +113,8 @@ SqliteLedger::SqliteLedger(const std::string& file, milliseconds patience)
     : SqliteLedger(open_ledger(file, patience)) {}
 
 // A statement that writes several rows and may fail copies every page that it changes into a file beside, so that it
-// can be taken back by itself; the index of samples makes those many. OR ROLLBACK spares the copies: nothing of a
-// failed statement's transaction is to be left anyway.
+// can be taken back by itself. OR ROLLBACK spares the copies: nothing of a failed statement's transaction is to be left
+// anyway.
 SqliteLedger::SqliteLedger(Database database)
     : database_(with_wrapping_sum(std::move(database))),
       delete_scalar_(database_, "DELETE FROM scalar WHERE key = ?1"),
@@ -123,11 +122,12 @@ SqliteLedger::SqliteLedger(Database database)
                                   " ON CONFLICT (key) DO UPDATE SET value = wrapping_sum(value, excluded.value)", 2}),
       set_scalars_(database_, {"INSERT OR ROLLBACK INTO scalar (key, value) VALUES ", "(?, ?)",
                                " ON CONFLICT (key) DO UPDATE SET value = excluded.value", 2}),
-      delete_samples_(database_, "DELETE FROM sample WHERE key = ?1"),
+      delete_samples_(database_, "DELETE FROM sample WHERE id BETWEEN ?2 AND ?3 AND key = ?1"),
       last_sample_(database_, "SELECT ifnull(max(id), 0) FROM sample"),
       insert_samples_(database_, {"INSERT OR ROLLBACK INTO sample (id, key, value) VALUES ", "(?, ?, ?)", "", 3}),
       begin_(database_, "BEGIN IMMEDIATE"),
-      commit_(database_, "COMMIT") {}
+      commit_(database_, "COMMIT"),
+      ranges_(database_) {}
 
 SqliteLedger::~SqliteLedger() { database_.roll_back(); }
 
@@ -167,9 +167,15 @@ void SqliteLedger::push(std::string_view key, double sample) { samples_.push(key
 
 // Deletes at once: which numbers are free for the next samples depends on it.
 void SqliteLedger::clear_samples(std::string_view key) {
-  if (samples_.clear(key)) {
+  if (!samples_.clear(key)) {
+    return;
+  }
+  if (const std::optional<SampleRanges::Range> range = ranges_.find(key)) {
     delete_samples_.bind(1, key);
+    delete_samples_.bind(2, range->first);
+    delete_samples_.bind(3, range->last);
     delete_samples_.run();
+    ranges_.remove(key);
     last_written_sample_.reset();
   }
 }
@@ -203,6 +209,9 @@ void SqliteLedger::write_pending() {
     statement.bind(position + 1, row.entry->first);
     statement.bind(position + 2, row.value);
   });
+  for (const PendingSamples::Sample& row : samples_.rows()) {
+    ranges_.add(row.entry->first, row.id);
+  }
   forget_pending();
 }
 
@@ -215,6 +224,7 @@ void SqliteLedger::forget_pending() {
 void SqliteLedger::take_back() {
   database_.roll_back();
   forget_pending();
+  ranges_.forget();
 }
 
 // A failed batch stays open for its owner, but takes nothing more: SQLite may have ended its transaction, and what came

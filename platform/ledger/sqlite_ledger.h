@@ -14,6 +14,7 @@
 #include "ledger/ledger_host.h"
 #include "ledger/pending_samples.h"
 #include "ledger/pending_scalars.h"
+#include "ledger/sample_ranges.h"
 #include "ledger/sqlite.h"
 #include "platform_abi.h"
 
@@ -62,8 +63,8 @@ class PLATFORM_EXPORT SqliteLedger final : public Ledger {
 
   // Makes all of the batch stay. LedgerError with the first reason when one of its operations failed, or with the
   // reason why it cannot be written; std::bad_alloc when that was memory. Nothing of it is there then. (When the disk
-  // fails on, so that neither the batch nor its end can be made sure, the next one who opens the file may find the whole
-  // batch.) Without a batch it is a misuse.
+  // fails on, so that neither the batch nor its end can be made sure, the next one who opens the file may find the
+  // whole batch.) Without a batch it is a misuse.
   void commit_batch();
 
   // Takes all of the batch back. Without a batch it is a misuse.
@@ -96,6 +97,7 @@ class PLATFORM_EXPORT SqliteLedger final : public Ledger {
   BulkStatement insert_samples_;
   Statement begin_;
   Statement commit_;
+  SampleRanges ranges_;
   PendingScalars scalars_;
   PendingSamples samples_;
   std::optional<std::int64_t> last_written_sample_;  // the number of the table's newest, as far as it is known

@@ -113,6 +113,47 @@ TEST_F(SqliteLedgerTest, clearing_a_distribution_removes_its_samples_and_no_othe
   EXPECT_EQ(samples(), Rows{"other|4"});
 }
 
+TEST_F(SqliteLedgerTest, clearing_a_distribution_leaves_the_samples_of_others_among_its_own) {
+  SqliteLedger ledger(file());
+  for (const double sample : {1, 2, 3}) {
+    ledger.push_to_distribution("a", sample);
+    ledger.push_to_distribution("b", sample);
+  }
+  EXPECT_TRUE(ledger.clear_distribution("a"));
+  EXPECT_EQ(samples(), (Rows{"b|1", "b|2", "b|3"}));
+}
+
+TEST_F(SqliteLedgerTest, clearing_finds_what_another_connection_has_filed_since) {
+  SqliteLedger ledger(file());
+  ledger.push_to_distribution("a", 1);
+  Probe(file()).run("INSERT INTO sample VALUES (-5, 'a', 2), (7, 'b', 3), (9, 'a', 4), (10, 'c', 5)");
+  EXPECT_TRUE(ledger.clear_distribution("a"));
+  EXPECT_TRUE(ledger.clear_distribution("b"));
+  EXPECT_EQ(samples(), Rows{"c|5"});
+}
+
+TEST_F(SqliteLedgerTest, distribution_whose_clearing_was_taken_back_can_be_cleared) {
+  make_ledger();
+  SqliteLedger ledger(file());
+  ledger.begin_batch();
+  ledger.clear_distribution("latency");
+  ledger.abandon_batch();
+  EXPECT_TRUE(ledger.clear_distribution("latency"));
+  EXPECT_EQ(samples(), Rows{});
+}
+
+TEST_F(SqliteLedgerTest, samples_that_the_batch_itself_has_written_can_be_cleared) {
+  SqliteLedger ledger(file());
+  ledger.begin_batch();
+  ledger.push_to_distribution("a", 1);
+  ledger.push_to_distribution("b", 2);
+  ledger.push_to_distribution("a", 3);
+  EXPECT_EQ(ledger.contents().distributions.size(), 2U) << "asking writes them";
+  ledger.clear_distribution("a");
+  ledger.commit_batch();
+  EXPECT_EQ(samples(), Rows{"b|2"});
+}
+
 TEST_F(SqliteLedgerTest, order_holds_after_the_newest_samples_were_cleared) {
   SqliteLedger ledger(file());
   ledger.push_to_distribution("a", 1);
