@@ -4,6 +4,7 @@
 #include "corefoundation/corefoundation_host.h"
 #include "failures/failures_host.h"
 #include "tests/support/decoding.h"
+#include "tests/support/failing_memory.h"
 #include "tests/support/report_builder.h"
 
 namespace hub::test {
@@ -77,6 +78,16 @@ TEST_F(Exports, print_writes_nothing_when_the_text_cannot_be_converted) {
   EXPECT_EQ(print(named("\u00E9")), "");
   platform::end_failures();
   EXPECT_EQ(platform::planned_failures_of(platform::Fallible::kCFStringGetCString), 1U);
+}
+
+TEST_F(Exports, print_writes_nothing_without_memory_to_convert_the_text) {
+  const auto sample = named("\u00E9");
+  ::testing::internal::CaptureStdout();
+  {
+    const NoMemoryByNew no_memory;
+    hub_profile_print(&static_cast<const _HubProfileReport&>(sample));
+  }
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
 }
 
 TEST_F(Exports, print_leaves_nothing_behind) {

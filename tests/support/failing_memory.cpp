@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// The program is linked with --wrap=malloc.
+// The program is linked with --wrap=malloc and --wrap=tss_set.
 #include "tests/support/failing_memory.h"
+
+#include <dlfcn.h>
+#include <threads.h>
 
 #include <atomic>
 #include <cstddef>
@@ -9,6 +12,15 @@
 namespace {
 
 std::atomic<bool> there_is_none = false;
+std::atomic<bool> there_is_none_by_new = false;
+
+using New = void*(std::size_t size_bytes);
+
+// The C++ library's, or a sanitizer's before it.
+New* next_new() {
+  static New* const next = reinterpret_cast<New*>(dlsym(RTLD_NEXT, "_Znwm"));
+  return next;
+}
 
 }  // namespace
 
@@ -18,6 +30,27 @@ void* __wrap_malloc(std::size_t size_bytes);   // NOLINT(bugprone-reserved-ident
 void* __wrap_malloc(std::size_t size_bytes) {  // NOLINT(bugprone-reserved-identifier)
   return there_is_none.load() ? nullptr : __real_malloc(size_bytes);
 }
+
+int __real_tss_set(tss_t key, void* value);   // NOLINT(bugprone-reserved-identifier)
+int __wrap_tss_set(tss_t key, void* value);   // NOLINT(bugprone-reserved-identifier)
+int __wrap_tss_set(tss_t key, void* value) {  // NOLINT(bugprone-reserved-identifier)
+  return there_is_none.load() ? thrd_error : __real_tss_set(key, value);
+}
+}
+
+void* operator new(std::size_t size_bytes) {
+  if (there_is_none_by_new.load()) {
+    throw std::bad_alloc();
+  }
+  return next_new()(size_bytes);
+}
+
+void* operator new(std::size_t size_bytes, const std::nothrow_t&) noexcept {
+  try {
+    return ::operator new(size_bytes);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }
 
 void* operator new[](std::size_t size_bytes, const std::nothrow_t&) noexcept {
@@ -32,5 +65,8 @@ namespace hub::test {
 
 NoMemory::NoMemory() { there_is_none.store(true); }
 NoMemory::~NoMemory() { there_is_none.store(false); }
+
+NoMemoryByNew::NoMemoryByNew() { there_is_none_by_new.store(true); }
+NoMemoryByNew::~NoMemoryByNew() { there_is_none_by_new.store(false); }
 
 }  // namespace hub::test
