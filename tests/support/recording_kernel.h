@@ -52,6 +52,7 @@ struct ServiceScript {
   PlugInScript driver;
   PlugInScript device;
   bool hid_device = true;
+  std::function<void()> at_hid_device = [] {};  // when its HID device is asked for: the last step of a registration
   AnswerScript answer = answer_unsupported;
 };
 
@@ -204,8 +205,12 @@ class RecordingSide {
 // An entry that is a driver, a device or neither.
 class RecordingBackend final : public platform::ServiceBackend {
  public:
-  RecordingBackend(RecordingSide* driver, RecordingSide* device, bool hid_device, Story& story)
-      : driver_(driver), device_(device), hid_device_(hid_device), story_(story) {}
+  RecordingBackend(RecordingSide* driver, RecordingSide* device, const ServiceScript& script, Story& story)
+      : driver_(driver),
+        device_(device),
+        hid_device_(device != nullptr && script.hid_device),
+        at_hid_device_(script.at_hid_device),
+        story_(story) {}
 
   kern_return_t create_plugin(const CFUUIDBytes& type, IOCFPlugInInterface*** plugin) override {
     const CFUUIDBytes driver_type = CFUUIDGetUUIDBytes(kIOHIDHubDriverPlugInTypeID);
@@ -215,6 +220,7 @@ class RecordingBackend final : public platform::ServiceBackend {
 
   bool is_hid_device() override {
     story_.emplace_back("HID device asked for");
+    at_hid_device_();
     return hid_device_;
   }
 
@@ -222,6 +228,7 @@ class RecordingBackend final : public platform::ServiceBackend {
   RecordingSide* driver_;
   RecordingSide* device_;
   bool hid_device_;
+  std::function<void()> at_hid_device_;
   Story& story_;
 };
 
@@ -281,15 +288,14 @@ class RecordedService {
     }
     if (script.levels_above >= 2) {
       above = platform::add_registry_entry(above, script.name + "-device", "Device", nullptr);
-      platform::set_service_backend(
-          above, std::make_shared<RecordingBackend>(nullptr, device.get(), script.hid_device, story));
+      platform::set_service_backend(above, std::make_shared<RecordingBackend>(nullptr, device.get(), script, story));
     }
     if (script.levels_above >= 1) {
       above = platform::add_registry_entry(above, script.name + "-between", "Between", nullptr);
     }
     driver_entry = platform::add_registry_entry(above, script.name, "Driver", nullptr);
     platform::set_service_backend(driver_entry,
-                                  std::make_shared<RecordingBackend>(driver.get(), nullptr, false, story));
+                                  std::make_shared<RecordingBackend>(driver.get(), nullptr, script, story));
     service = platform::Owned(
         platform::create_hid_service(std::make_unique<RecordingService>(script, driver_entry, questions)));
   }
