@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sys/sysctl.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <ctime>
 #include <deque>
-#include <fstream>
 #include <mutex>
-#include <new>
 #include <optional>
-#include <string>
 #include <string_view>
 
 #include "failures/failures.h"
@@ -39,21 +40,59 @@ void set_answer(const BootTimeAnswer& new_answer) {
   answer.store(&answers.emplace_back(new_answer), std::memory_order_release);
 }
 
-// The kernel's own idea of the moment, in seconds since the epoch: the same for all processes until the next boot.
-std::optional<std::time_t> boot_second_of_kernel() try {
-  std::ifstream statistics("/proc/stat");
-  for (std::string line; std::getline(statistics, line);) {
-    constexpr std::string_view kKey = "btime ";
-    std::time_t seconds = 0;
-    if (line.starts_with(kKey) &&
-        std::from_chars(line.data() + kKey.size(), line.data() + line.size(), seconds).ec == std::errc()) {
-      return seconds;
+class KernelStatistics {
+ public:
+  KernelStatistics() : descriptor_(open("/proc/stat", O_RDONLY | O_CLOEXEC)) {}
+  KernelStatistics(const KernelStatistics&) = delete;
+  KernelStatistics& operator=(const KernelStatistics&) = delete;
+  ~KernelStatistics() {
+    if (descriptor_ >= 0) {
+      close(descriptor_);
     }
   }
-  return std::nullopt;
-} catch (const std::bad_alloc&) {
+
+  // The next byte; none at the end, and where they cannot be read.
+  std::optional<char> next() {
+    if (at_ == length_) {
+      const ssize_t length = descriptor_ >= 0 ? read(descriptor_, bytes_.data(), bytes_.size()) : 0;
+      at_ = 0;
+      length_ = length > 0 ? static_cast<std::size_t>(length) : 0;
+    }
+    return at_ < length_ ? std::optional(bytes_[at_++]) : std::nullopt;
+  }
+
+ private:
+  int descriptor_;
+  std::array<char, 4096> bytes_{};
+  std::size_t at_ = 0;
+  std::size_t length_ = 0;
+};
+
+// The number of this key. Lines are as long as there are interrupts: only the beginning of each is looked at.
+std::optional<std::time_t> statistic(std::string_view key) {
+  KernelStatistics statistics;
+  std::array<char, 64> line{};
+  std::size_t length = 0;
+  while (const std::optional<char> next = statistics.next()) {
+    if (*next != '\n') {
+      if (length < line.size()) {
+        line[length++] = *next;
+      }
+      continue;
+    }
+    std::time_t value = 0;
+    if (std::string_view(line.data(), length).starts_with(key) &&
+        std::from_chars(line.data() + key.size(), line.data() + length, value).ec == std::errc()) {
+      return value;
+    }
+    length = 0;
+  }
   return std::nullopt;
 }
+
+// The kernel's own idea of the moment, in seconds since the epoch: the same for all processes until the next boot, and
+// without memory, too, for the answer stays.
+std::optional<std::time_t> boot_second_of_kernel() { return statistic("btime "); }
 
 // Where the kernel's statistics cannot be read: the calendar's second less those since boot.
 std::time_t boot_second_of_clocks() {
