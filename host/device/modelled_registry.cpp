@@ -107,7 +107,8 @@ struct ModelledRegistry::Above {
   std::shared_ptr<DeviceModel> grandparent_device;
 };
 
-ModelledRegistry::ModelledRegistry(const Device& device, Observations& observations) {
+// What has been added is taken out when the rest cannot be: there is an object to be destroyed already.
+ModelledRegistry::ModelledRegistry(const Device& device, Observations& observations) : ModelledRegistry() {
   collect_ids(device.registry, taken_ids_);
   for (const Node& root : device.registry) {
     add(root, {}, observations);

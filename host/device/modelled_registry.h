@@ -26,7 +26,7 @@ struct ModelledService {
 // Fills the registry, and empties it when it goes. There is one at a time. [host]
 class ModelledRegistry {
  public:
-  // Throws std::bad_alloc.
+  // Throws std::bad_alloc, and the registry is empty.
   ModelledRegistry(const Device& device, Observations& observations);
   ModelledRegistry(const ModelledRegistry&) = delete;
   ModelledRegistry& operator=(const ModelledRegistry&) = delete;
@@ -40,6 +40,7 @@ class ModelledRegistry {
 
  private:
   struct Above;
+  ModelledRegistry() = default;
   void add(const Node& node, const Above& above, Observations& observations);
   platform::RegistryEntryId id_of(const Node& node);
 
