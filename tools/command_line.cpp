@@ -7,9 +7,11 @@
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <new>
 #include <string_view>
 
 #include "host/io/output_file.h"
+#include "host/session/capture_writer.h"
 
 namespace hub::tools {
 namespace {
@@ -29,6 +31,7 @@ const char* name_at_termination = "";
 // There is one way to this: without memory, in what must not throw. It is a failure like others, told as they are.
 [[noreturn]] void end_without_memory() {
   host::remove_unfinished_output();
+  host::remove_unfinished_captures();
   for (const std::string_view part : {std::string_view(name_at_termination), std::string_view(": no memory\n")}) {
     if (write(STDERR_FILENO, part.data(), part.size()) < 0) {
       break;
@@ -69,6 +72,9 @@ int run_command(const std::string& name, const std::function<int()>& command) {
   std::set_terminate(end_without_memory);
   try {
     return command();
+  } catch (const std::bad_alloc&) {
+    std::cerr << name << ": no memory\n";
+    return kFailed;
   } catch (const std::exception& error) {
     std::cerr << name << ": " << error.what() << "\n";
     return kFailed;

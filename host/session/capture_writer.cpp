@@ -41,7 +41,7 @@ FileName file_name(std::size_t number) {
 }
 
 // A folder in which there is nothing else than so many snapshots and an index. Needs no memory.
-void remove_own_folder(const fs::path& folder, std::size_t snapshots) {
+void remove_own_folder(const std::string& folder, std::size_t snapshots) {
   const int number = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (number >= 0) {
     const Descriptor opened(number);
@@ -93,7 +93,7 @@ fs::path real_path(const fs::path& folder) {
   return path.has_filename() ? path : path.parent_path();
 }
 
-fs::path make_unfinished(const fs::path& folder) {
+std::string make_unfinished(const fs::path& folder) {
   fs::create_directories(folder.parent_path());
   std::string name = (folder.parent_path() / ("." + folder.filename().string() + ".XXXXXX")).string();
   if (mkdtemp(name.data()) == nullptr) {
@@ -102,7 +102,7 @@ fs::path make_unfinished(const fs::path& folder) {
   const mode_t mask = umask(0);
   umask(mask);
   chmod(name.c_str(), 0777 & ~mask);  // made for nobody else, but it will be an ordinary folder
-  return fs::path(std::move(name), fs::path::native_format);
+  return name;
 }
 
 void write_file(const fs::path& path, std::string_view bytes) {
@@ -119,15 +119,20 @@ void write_file(const fs::path& path, std::string_view bytes) {
   }
 }
 
+// For a process that ends at once.
+constinit const CaptureWriter* current_writer = nullptr;
+
 }  // namespace
 
 CaptureWriter::CaptureWriter(const fs::path& folder) {
   expect_usable(folder);
   folder_ = real_path(folder);
   unfinished_ = make_unfinished(folder_);
+  current_writer = this;
 }
 
 CaptureWriter::~CaptureWriter() {
+  current_writer = nullptr;
   if (unfinished_.empty()) {
     return;
   }
@@ -147,7 +152,7 @@ void CaptureWriter::add(std::size_t capture, std::uint32_t kind, std::size_t han
                     .handler = handler,
                     .title = std::string(record.title, strnlen(record.title, sizeof record.title)),
                     .size_bytes = record.data_size_bytes};
-  write_file(unfinished_ / snapshot.file,
+  write_file(fs::path(unfinished_) / snapshot.file,
              {reinterpret_cast<const char*>(&record), sizeof record + record.data_size_bytes});
   snapshots_.push_back(std::move(snapshot));
 }
@@ -163,7 +168,8 @@ void CaptureWriter::write_index() const {
                     {"size", snapshot.size_bytes}});
   }
   const nlohmann::ordered_json index = {{"format", kFormat}, {"snapshots", std::move(list)}};
-  write_file(unfinished_ / kIndex, index.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
+  write_file(fs::path(unfinished_) / kIndex,
+             index.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
 }
 
 void CaptureWriter::complete() {
@@ -175,6 +181,12 @@ void CaptureWriter::complete() {
   }
   if (!replaces) {
     unfinished_.clear();
+  }
+}
+
+void remove_unfinished_captures() noexcept {
+  if (current_writer != nullptr && !current_writer->unfinished_.empty()) {
+    remove_own_folder(current_writer->unfinished_, current_writer->snapshots_.size() + 1);
   }
 }
 

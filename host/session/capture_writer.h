@@ -20,7 +20,7 @@ class CaptureFolderError : public std::runtime_error {
 };
 
 // Writes beside the folder and puts the whole in its place at the end: until then, and when it never comes to that,
-// what was there stays as it was.
+// what was there stays as it was. At most one at a time.
 class CaptureWriter {
  public:
   // A folder that is missing, empty, or holds an earlier capture; CaptureFolderError for any other. Other failures here
@@ -46,11 +46,16 @@ class CaptureWriter {
     std::size_t size_bytes;  // of the property list
   };
 
+  friend void remove_unfinished_captures() noexcept;
+
   void write_index() const;
 
   std::filesystem::path folder_;
-  std::filesystem::path unfinished_;  // empty when it is complete
+  std::string unfinished_;  // the folder beside it; empty when it is complete
   std::vector<Snapshot> snapshots_;
 };
+
+// Removes what is being written, for a process that ends at once. Needs no memory. [the writer's thread]
+void remove_unfinished_captures() noexcept;
 
 }  // namespace hub::host
