@@ -34,7 +34,7 @@ FigureJson changes_json(const GroupFigures& a, const GroupFigures& b) {
 }
 
 FigureJson spread_changes_json(const SpreadFigures& a, const SpreadFigures& b) {
-  FigureJson json;
+  FigureJson json = FigureJson::object();
   for (const SpreadItem& item : kSpreadItems) {
     json[std::string(item.key)] = change_json(a.*item.figure, b.*item.figure);
   }
@@ -65,8 +65,9 @@ class ComparisonJson {
       }
     }
     json["per_second"] = change_json(a_.per_second(a_.records().count), b_.per_second(b_.records().count));
+    FigureJson& loss = json["loss"] = FigureJson::object();
     for (const LossItem& item : kLossItems) {
-      json["loss"][std::string(item.key)] = change_json<std::uint64_t>(a_.loss().*item.count, b_.loss().*item.count);
+      loss[std::string(item.key)] = change_json<std::uint64_t>(a_.loss().*item.count, b_.loss().*item.count);
     }
     json["categories"] = groups_json(Level::kCategory);
     json["components"] = groups_json(Level::kComponent);
@@ -113,15 +114,16 @@ class ComparisonJson {
   }
 
   [[nodiscard]] FigureJson presses_json() const {
-    FigureJson json;
+    FigureJson json = FigureJson::object();
     const std::vector<PressItem> items_of_b = press_items(b_.presses());
     std::size_t index = 0;
     for (const PressItem& item : press_items(a_.presses())) {
       json[item.key] = change_json<std::uint64_t>(item.count, items_of_b[index].count);
       ++index;
     }
+    FigureJson& latencies = json["latencies_us"] = FigureJson::object();
     for (std::size_t row = 0; row < kLatencyCount; ++row) {
-      json["latencies_us"][std::string(kLatencies[row].key)] =
+      latencies[std::string(kLatencies[row].key)] =
           spread_changes_json(figures_in(a_, &a_.presses().latency(row)), figures_in(b_, &b_.presses().latency(row)));
     }
     return json;

@@ -79,24 +79,28 @@ FigureJson press_json(const ButtonPress& press) {
       json["outcome"] = outcome.key;
     }
   }
+  FigureJson& times_us = json["times_us"] = FigureJson::object();
   for (const CheckpointName& checkpoint : kCheckpointNames) {
-    json["times_us"][std::string(checkpoint.key)] = known_or_null(press.time_us(checkpoint.checkpoint));
+    times_us[std::string(checkpoint.key)] = known_or_null(press.time_us(checkpoint.checkpoint));
   }
+  FigureJson& latencies_us = json["latencies_us"] = FigureJson::object();
   for (const Latency& latency : kLatencies) {
-    json["latencies_us"][std::string(latency.key)] = known_or_null(press.latency_us(latency));
+    latencies_us[std::string(latency.key)] = known_or_null(press.latency_us(latency));
   }
   return json;
 }
 
 FigureJson presses_json(const ButtonPresses& presses) {
   FigureJson json = {{"count", presses.count()}};
+  FigureJson& outcomes = json["outcomes"] = FigureJson::object();
   for (const PressOutcomeName& outcome : kPressOutcomes) {
-    json["outcomes"][std::string(outcome.key)] = presses.count(outcome.outcome);
+    outcomes[std::string(outcome.key)] = presses.count(outcome.outcome);
   }
   json["stray_checkpoints"] = presses.stray_checkpoints();
   json["backward_latencies"] = presses.backward_latencies();
+  FigureJson& latencies_us = json["latencies_us"] = FigureJson::object();
   for (std::size_t row = 0; row < kLatencyCount; ++row) {
-    json["latencies_us"][std::string(kLatencies[row].key)] = distribution_json(presses.latency(row));
+    latencies_us[std::string(kLatencies[row].key)] = distribution_json(presses.latency(row));
   }
   json["listed"] = FigureJson::array();
   for (const ButtonPress& press : presses.kept()) {
@@ -106,7 +110,7 @@ FigureJson presses_json(const ButtonPresses& presses) {
 }
 
 FigureJson loss_json(const LossCounts& loss) {
-  FigureJson json;
+  FigureJson json = FigureJson::object();
   for (const LossItem& item : kLossItems) {
     json[std::string(item.key)] = loss.*item.count;
   }
