@@ -277,16 +277,16 @@ std::string decode_outside() {
 }
 
 constexpr Scenario kScenarios[] = {
-    {"load", load_plugin, false, false, true},
-    {"registration", register_services, true, false, true},
-    {"batch", publish_batch, true, false, true},
-    {"notification", hear_notification, false, false, true},
-    {"capture_on_request", capture_state<OS_STATE_API_REQUEST>, true, false, true},
-    {"capture_on_fault", capture_state<OS_STATE_API_FAULT>, true, false, true},
-    {"capture_on_error", capture_state<OS_STATE_API_ERROR>, true, false, true},
-    {"decoding_export", decode_by_export, true, false, true},
-    {"printing_export", print_by_export, true, false, true},
-    {"outside_decoder", decode_outside, false, false, true},
+    {"load", load_plugin, false, {}, true},
+    {"registration", register_services, true, {}, true},
+    {"batch", publish_batch, true, {}, true},
+    {"notification", hear_notification, false, {}, true},
+    {"capture_on_request", capture_state<OS_STATE_API_REQUEST>, true, {}, true},
+    {"capture_on_fault", capture_state<OS_STATE_API_FAULT>, true, {}, true},
+    {"capture_on_error", capture_state<OS_STATE_API_ERROR>, true, {}, true},
+    {"decoding_export", decode_by_export, true, {}, true},
+    {"printing_export", print_by_export, true, {}, true},
+    {"outside_decoder", decode_outside, false, {}, true},
 };
 
 }  // namespace

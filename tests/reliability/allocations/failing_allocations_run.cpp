@@ -39,6 +39,8 @@ enum Outcome {
   kBadAlloc,
   kError,
   kTerminated,
+  kAborted,
+  kLostByLibrary,
   kBroken,
   kWrong,
   kDied,
@@ -52,7 +54,9 @@ constexpr const char* kOutcomes[] = {"whole",
                                      "refused",
                                      "bad_alloc",
                                      "other error",
-                                     "ended by the JSON library",
+                                     "ended by a library's destructor",
+                                     "aborted by a library",
+                                     "blocks lost by a library",
                                      "unknown exception",
                                      "WRONG RESULT",
                                      "DIED",
@@ -203,7 +207,7 @@ void run_in_child(const Scenario& scenario, const AllocationPlan& plan, const st
   look_at_blocks(count_block, &live);
   report.live_blocks = live.count;
   if (report.outcome < kBroken && live.count > most_live) {
-    report.outcome = kLeaked;
+    report.outcome = scenario.library.may_leak ? kLostByLibrary : kLeaked;
   }
 }
 
@@ -259,10 +263,11 @@ Report run_apart(const Scenario& scenario, const AllocationPlan& plan, const std
   int status = 0;
   waitpid(child, &status, 0);
   if (WIFSIGNALED(status)) {
-    report.outcome = WTERMSIG(status) == SIGALRM ? kHung : kDied;
+    const bool has_aborted = WTERMSIG(status) == SIGABRT && scenario.library.may_abort;
+    report.outcome = WTERMSIG(status) == SIGALRM ? kHung : has_aborted ? kAborted : kDied;
     put_text(report, strsignal(WTERMSIG(status)));
   } else if (WIFEXITED(status) && WEXITSTATUS(status) == kTerminatedStatus) {
-    report.outcome = scenario.may_terminate ? kTerminated : kDied;
+    report.outcome = scenario.library.may_terminate ? kTerminated : kDied;
     put_text(report, "std::terminate");
   } else if (length < sizeof report) {
     report.outcome = kDied;
@@ -309,10 +314,11 @@ Figures repeat(const char* room, const Scenario& scenario, std::uint64_t most) {
   }
   const std::string whole(clean.text, clean.length);
   const std::uint64_t count = std::min(clean.allocations, most);
+  const std::size_t most_live = clean.live_blocks + scenario.library.most_kept_blocks;
   for (std::uint64_t index = 0; index < count; ++index) {
     const std::uint64_t number = index * clean.allocations / count + 1;
     for (const bool and_all_later : {false, true}) {
-      const Report report = run_apart(scenario, {number, and_all_later}, &whole, clean.live_blocks);
+      const Report report = run_apart(scenario, {number, and_all_later}, &whole, most_live);
       ++figures.runs;
       ++figures.by_outcome[report.outcome];
       if (report.outcome >= kBroken) {

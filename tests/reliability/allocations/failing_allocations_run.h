@@ -2,6 +2,7 @@
 // Scenarios that are repeated with one allocation after the other failing, each time in a process of its own.
 #pragma once
 
+#include <cstddef>
 #include <span>
 #include <string>
 
@@ -11,6 +12,14 @@ namespace hub::test {
 // code.
 struct Refused {};
 
+// What a library that a scenario stands on cannot do without memory, and nobody above it can mend.
+struct LibraryLimits {
+  bool may_terminate = false;        // its destructors take memory
+  bool may_abort = false;            // it ends the process by abort()
+  bool may_leak = false;             // its constructors lose what they have made when they throw
+  std::size_t most_kept_blocks = 0;  // it keeps as many more or fewer blocks for later use
+};
+
 struct Scenario {
   const char* name;
   // What came of it, to be compared with what comes of it when nothing fails. Throws Refused, and what the functions
@@ -19,8 +28,7 @@ struct Scenario {
   // What is made without memory may lack parts, for the functions' headers say so: of lines, the missing ones are told
   // apart from wrong ones.
   bool may_lack_lines = false;
-  // Its JSON ends the process when that library's values are destroyed without memory: their destructors take some.
-  bool may_terminate = false;
+  LibraryLimits library = {};
   bool begins_itself = false;  // what comes before begin_failing() has memory
 };
 
