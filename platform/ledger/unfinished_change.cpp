@@ -5,8 +5,11 @@
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
+#include <span>
 #include <string_view>
 #include <system_error>
+
+#include "propertylist/big_endian.h"
 
 namespace hub::platform {
 namespace {
@@ -40,11 +43,7 @@ class Journal {
     if (!read(offset, bytes.data(), bytes.size())) {
       return std::nullopt;
     }
-    std::uint32_t number = 0;
-    for (const char byte : bytes) {
-      number = number << 8U | static_cast<unsigned char>(byte);
-    }
-    return number;
+    return static_cast<std::uint32_t>(load_be(std::as_bytes(std::span(bytes))));
   }
 
  private:
