@@ -11,6 +11,7 @@
 #include "notify/notify_host.h"
 #include "registry/service_backend.h"
 #include "state/state_host.h"
+#include "tests/support/live_counts.h"
 
 namespace hub::test {
 namespace {
@@ -24,21 +25,10 @@ constexpr std::size_t kReportBytes = 48;
 constexpr std::int64_t kKeys = 67;
 
 // What a session may leave behind is known to one.
-std::map<std::string, std::int64_t> counts() {
-  return {{"strings", platform::live_objects(CFStringGetTypeID())},
-          {"numbers", platform::live_objects(CFNumberGetTypeID())},
-          {"dictionaries", platform::live_objects(CFDictionaryGetTypeID())},
-          {"data", platform::live_objects(CFDataGetTypeID())},
-          {"arrays", platform::live_objects(CFArrayGetTypeID())},
-          {"identifiers", platform::live_objects(CFUUIDGetTypeID())},
-          {"HID services", platform::live_objects(IOHIDServiceGetTypeID())},
-          {"HID devices", platform::live_objects(IOHIDDeviceGetTypeID())},
-          {"registry handles", static_cast<std::int64_t>(platform::held_registry_references())},
-          {"wrong releases", static_cast<std::int64_t>(platform::wrong_registry_releases())},
-          {"connections", static_cast<std::int64_t>(platform::open_connections())},
-          {"queues", platform::live_queues()},
-          {"notifications", static_cast<std::int64_t>(platform::notification_registrations())},
-          {"state handlers", static_cast<std::int64_t>(platform::state_handlers())}};
+test::Counts counts() {
+  test::Counts counted = test::live_counts();
+  counted["wrong releases"] = static_cast<std::int64_t>(platform::wrong_registry_releases());
+  return counted;
 }
 
 // One report at every read.
@@ -344,7 +334,7 @@ void SessionRun::check_what_is_left() {
       expected["HID devices"] += planned_services()[service].is_consumer_button() ? 1 : 0;
     }
   }
-  const std::map<std::string, std::int64_t> left = counts();
+  const test::Counts left = counts();
   for (const auto& [what, count] : expected) {
     expect(left.at(what) == count, std::to_string(left.at(what) - count) + " " + what + " too many are left");
   }
