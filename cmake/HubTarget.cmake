@@ -61,3 +61,12 @@ function(hub_target target)
     target_link_options(${target} PRIVATE -fsanitize=${HUB_SANITIZE})
   endif()
 endfunction()
+
+# A program of the project's own, for measuring or trying it: from its sources and the libraries that it uses.
+function(hub_program name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  hub_target(${name})
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
+  target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES})
+endfunction()
