@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <new>
@@ -28,10 +29,22 @@ void occupy_standard_descriptors() {
 
 const char* name_at_termination = "";
 
-// There is one way to this: without memory, in what must not throw. It is a failure like others, told as they are.
-[[noreturn]] void end_without_memory() {
+bool is_for_lack_of_memory() try {
+  throw;  // what ends the process
+} catch (const std::bad_alloc&) {
+  return true;
+} catch (...) {
+  return false;
+}
+
+// Without memory what must not throw ends here, too: that is a failure like others, told as they are. All else is a
+// mistake of ours and leaves its traces.
+[[noreturn]] void end_process() {
   host::remove_unfinished_output();
   host::remove_unfinished_captures();
+  if (std::current_exception() == nullptr || !is_for_lack_of_memory()) {
+    std::abort();
+  }
   for (const std::string_view part : {std::string_view(name_at_termination), std::string_view(": no memory\n")}) {
     if (write(STDERR_FILENO, part.data(), part.size()) < 0) {
       break;
@@ -69,7 +82,7 @@ int run_command(const std::string& name, const std::function<int()>& command) {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   name_at_termination = name.c_str();
-  std::set_terminate(end_without_memory);
+  std::set_terminate(end_process);
   try {
     return command();
   } catch (const std::bad_alloc&) {
