@@ -3,7 +3,9 @@
 
 #include <sqlite3.h>
 
+#include <array>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -49,6 +51,22 @@ int flags_of(Database::Access access) {
   constexpr int kAlways = SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
   return kAlways |
          (access == Database::Access::kRead ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+}
+
+// Quotes of the file's contents may have control characters, which would do something to a terminal: as \xNN.
+std::string without_control_characters(const std::string& text) {
+  std::string shown;
+  for (const char character : text) {
+    const auto code = static_cast<unsigned char>(character);
+    if (code < ' ' || code == 0x7F) {
+      std::array<char, 8> number{};
+      std::snprintf(number.data(), number.size(), "\\x%02x", code);
+      shown += number.data();
+    } else {
+      shown += character;
+    }
+  }
+  return shown;
 }
 
 }  // namespace
@@ -101,7 +119,9 @@ void Database::roll_back() noexcept {
   }
 }
 
-void Database::refuse(const std::string& what) const { throw LedgerError(name_ + ": " + what); }
+void Database::refuse(const std::string& what) const {
+  throw LedgerError(name_ + ": " + without_control_characters(what));
+}
 
 void Database::fail() const {
   refuse(std::string(meaning_of(sqlite3_extended_errcode(handle()))) + ": " + sqlite3_errmsg(handle()));

@@ -42,7 +42,7 @@ class Database {
 
   [[nodiscard]] sqlite3* handle() const { return handle_.get(); }
 
-  // A LedgerError about this database.
+  // A LedgerError about this database. `what` may quote the file: a control character is told as \xNN.
   [[noreturn]] void refuse(const std::string& what) const;
 
   // A LedgerError for what SQLite last reported.

@@ -165,6 +165,12 @@ TEST_F(ReadLedger, damaged_ledger_is_an_error) {
   expect_contains(error(), file() + ": is damaged: ");
 }
 
+TEST_F(ReadLedger, control_characters_in_a_file_are_told_as_numbers) {
+  make_ledger();
+  change("CREATE TABLE \"a\x1B\nb\x7F\" (x)");
+  expect_contains(error(), "found \"table a\\x1b\\x0ab\\x7f x ; ");
+}
+
 // Tables take any value in any column: these come from another program, and would be reported as what they are not.
 TEST_F(ReadLedger, row_that_no_ledger_files_is_an_error) {
   const std::map<std::string, std::string> said = {
