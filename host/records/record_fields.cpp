@@ -52,18 +52,20 @@ std::size_t edit_distance(std::string_view one, std::string_view other) {
   const auto same = [](char a, char b) {
     return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
   };
-  std::vector<std::size_t> before_last;
+  std::vector<std::size_t> before_last(other.size() + 1);
   std::vector<std::size_t> last(other.size() + 1);
+  std::vector<std::size_t> row(other.size() + 1);
   std::iota(last.begin(), last.end(), std::size_t{0});
   for (std::size_t i = 1; i <= one.size(); ++i) {
-    std::vector<std::size_t> row(other.size() + 1, i);
+    row[0] = i;
     for (std::size_t j = 1; j <= other.size(); ++j) {
       row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + (same(one[i - 1], other[j - 1]) ? 0 : 1)});
       if (i > 1 && j > 1 && same(one[i - 1], other[j - 2]) && same(one[i - 2], other[j - 1])) {
         row[j] = std::min(row[j], before_last[j - 2] + 1);
       }
     }
-    before_last = std::exchange(last, std::move(row));
+    before_last.swap(last);
+    last.swap(row);
   }
   return last.back();
 }
@@ -143,8 +145,12 @@ std::vector<std::string> nearest_names(std::string_view unknown, std::span<const
   std::vector<Candidate> candidates;
   const std::size_t tolerated = std::max<std::size_t>(2, unknown.size() / 3);
   for (const std::string& name : known) {
+    const auto [shorter, longer] = std::minmax({unknown.size(), name.size()});
+    if (longer - shorter > tolerated) {  // so many would have to be put in
+      continue;
+    }
     const std::size_t distance = edit_distance(unknown, name);
-    if (distance <= tolerated && distance < std::min(unknown.size(), name.size())) {
+    if (distance <= tolerated && distance < shorter) {
       candidates.push_back({distance, name});
     }
   }
