@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "fuzz/fuzzing.h"
+#include "fuzz/sqlite_memory.h"
 #include "host/session/ledger_report.h"
 #include "host/text/utf8_text.h"
 #include "ledger/ledger_contents.h"
@@ -313,7 +314,8 @@ extern "C" int LLVMFuzzerInitialize(int* /*count*/, char*** /*words*/) {
   // What SQLite does with its memory, and for other threads, takes longer than what is looked for here.
   expect_success(sqlite3_config(SQLITE_CONFIG_SINGLETHREAD));
   expect_success(sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0));
-  expect_success(sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 512, 512));
+  require(fuzz::SqliteMemory::install(), "SQLite takes its memory from the pools");
+  expect_success(sqlite3_initialize());
   static const File of_the_process;
   file = &of_the_process;
   return 0;
@@ -322,6 +324,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*count*/, char*** /*words*/) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   fuzz::Input input(data, size);
   const auto choice = input.number<std::uint8_t>();
+  const std::int64_t pieces = fuzz::SqliteMemory::pieces();
   const Image image = image_of(choice, input);
   file->write(image);
   const std::optional<LedgerContents> contents = read();
@@ -332,5 +335,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (choice >= kOpened) {
     check_opening(image, contents);
   }
+  require(fuzz::SqliteMemory::pieces() == pieces, "SQLite has given its memory back");
   return 0;
 }
