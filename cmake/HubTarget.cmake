@@ -48,6 +48,12 @@ function(hub_target target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
     $<$<BOOL:${HUB_WARNINGS_AS_ERRORS}>:-Werror> ${HUB_HARDENING} ${checked_calls} ${HUB_SAME_PLACE})
   target_link_options(${target} PRIVATE ${HUB_HARDENED_LINKING})
+  # Where mistakes are looked for, the standard library checks indexes, empty optionals and iterators.
+  if(HUB_SANITIZE)
+    target_compile_definitions(${target} PRIVATE _GLIBCXX_ASSERTIONS)
+  else()
+    target_compile_definitions(${target} PRIVATE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+  endif()
   if(HUB_COVERAGE)
     hub_count_coverage(${target})
   endif()
