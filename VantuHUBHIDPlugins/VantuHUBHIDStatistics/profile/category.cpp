@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "profile/category.h"
 
+#include <array>
 #include <iterator>
 
 #include "profile/cumulus_decoder.h"
@@ -22,7 +23,7 @@ constexpr Category kControl{8, nullptr, {}, {}, {}};
 constexpr Category kCm{12, nullptr, {}, {}, {}};
 constexpr Category kNotRegistered{13, nullptr, {}, {}, {}};
 
-constexpr const Category* kCategoryRows[] = {
+constexpr auto kCategoryRows = std::to_array<const Category*>({
     &execution::kCategory,  // 0
     &trace::kCategory,      // 1
     &sensor::kCategory,     // 2
@@ -36,7 +37,7 @@ constexpr const Category* kCategoryRows[] = {
     &wake::kCategory,       // 10
     &haptics::kCategory,    // 11
     &kCm,                   // 12
-};
+});
 
 }  // namespace
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "profile/core_payloads.h"
 
+#include <array>
 #include <iterator>
 
 namespace hub::profile {
@@ -154,7 +155,7 @@ constexpr Field kDecimationInfoRows[] = {
 static_assert(fits(kDecimationInfoRows));
 
 // By type id; types without a layout have no items.
-constexpr const Layout* kTypeLayouts[] = {
+constexpr auto kTypeLayouts = std::to_array<const Layout*>({
     nullptr,           //  0
     &kLongData,        //  1
     &kShortData,       //  2
@@ -168,7 +169,7 @@ constexpr const Layout* kTypeLayouts[] = {
     nullptr,           // 10
     &kAnnotation,      // 11
     &kDecimationInfo,  // 12
-};
+});
 
 // clang-format on
 

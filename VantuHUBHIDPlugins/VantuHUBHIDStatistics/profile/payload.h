@@ -92,11 +92,11 @@ using SubtypeName = std::function<std::string(std::uint32_t subtype)>;
 
 inline constexpr std::size_t kMostRows = 32;
 
-// True when every row, and the length that it is cut at, lies inside the payload, and when the items of all rows fit
-// into the room for a line: pinned beside each table.
+// True when every row, and the length that it is cut at, lies inside the payload, or at its beginning when it takes
+// none of it, and when the items of all rows fit into the room for a line: pinned beside each table.
 consteval bool fits(std::span<const Field> fields) {
   for (const Field& field : fields) {
-    if (field.at + field.kind.width_bytes > kPayloadSize ||
+    if (field.at + field.kind.width_bytes > kPayloadSize || (field.kind.width_bytes == 0 && field.at != 0) ||
         (field.length_at != kWholeList && field.length_at + sizeof(std::uint16_t) > kPayloadSize)) {
       return false;
     }
