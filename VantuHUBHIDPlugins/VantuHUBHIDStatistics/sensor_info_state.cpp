@@ -57,6 +57,10 @@ constexpr NumberRow kModeRows[] = {
     {"startupTime", kStartupTime}, {"intCal", kIntCal},
 };
 
+constexpr bool hasNumbersLength(const NumberRow& row) { return row.property.length == sizeof(std::uint32_t); }
+static_assert(std::all_of(std::begin(kIntervalRows), std::end(kIntervalRows), hasNumbersLength));
+static_assert(std::all_of(std::begin(kModeRows), std::end(kModeRows), hasNumbersLength));
+
 constexpr TextRow kCalibrationRows[] = {
     {"calibrationMatrix", kCalibrationMatrix, fixedMatrixText},
     {"calibrationOffset", kCalibrationOffset, offsetText},
