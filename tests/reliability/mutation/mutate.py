@@ -38,6 +38,13 @@ def accepted_survivors(path):
     return accepted
 
 
+def survivors_of(path):
+    """The keys of those that survived the run whose outcomes these are."""
+    with open(path, encoding="utf-8") as file:
+        cells = [line.rstrip("\n").split("\t", 1) for line in file]
+    return {key for outcome, key in cells if outcome == workshop.Outcome.SURVIVED.value}
+
+
 def all_mutants(source, only):
     found = []
     for path in sorted(glob.glob(f"{source}/{ROOM}/**/*.cpp", recursive=True) +
@@ -86,13 +93,18 @@ def main():
     parser.add_argument("--sample", type=int, help="so many mutants, chosen at random; else all")
     parser.add_argument("--seed", type=int, default=1, help="of the choice")
     parser.add_argument("--file", help="only files whose path has this in it")
+    parser.add_argument("--survivors", action="store_true", help="only those that survived the last run")
     parser.add_argument("--workers", type=int, default=os.cpu_count())
     options = parser.parse_args()
 
     source = os.path.abspath(os.path.join(os.path.dirname(__file__), "../../.."))
     folder = os.path.join(source, "build/mutate")
+    outcomes_file = os.path.join(folder, "outcomes.txt")
     accepted = accepted_survivors(os.path.join(source, ACCEPTED))
     chosen = all_mutants(source, options.file)
+    if options.survivors:
+        survived = survivors_of(outcomes_file)
+        chosen = [mutant for mutant in chosen if key_of(mutant) in survived]
     total = len(chosen)
     if options.sample is not None and options.sample < total:
         chosen = random.Random(options.seed).sample(chosen, options.sample)
@@ -101,7 +113,7 @@ def main():
     shops = [workshop.Workshop(source, os.path.join(folder, str(index))) for index in range(options.workers)]
     with concurrent.futures.ThreadPoolExecutor(len(shops)) as pool:
         list(pool.map(lambda shop: shop.prepare([mutant.file for mutant in chosen]), shops))
-    with open(os.path.join(folder, "outcomes.txt"), "w", encoding="utf-8") as log:
+    with open(outcomes_file, "w", encoding="utf-8") as log:
         outcomes = try_all(chosen, shops, log)
 
     counts = print_table(chosen, outcomes)

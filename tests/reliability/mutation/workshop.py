@@ -32,7 +32,7 @@ def unit_test(program):
 
 
 def independent_lines(*options):
-    return ["python3", "../tree/tests/reference/compare.py", "--hubprofile", "tools/hubprofile", "--count", "20000", *options]
+    return ["python3", "../tree/tests/reference/compare.py", "--hubprofile", "tools/hubprofile", "--count", "200000", *options]
 
 
 DECODER_SUITES = [
@@ -56,7 +56,7 @@ def suites_of(file):
     return DECODER_SUITES if "/profile/" in file else PLUGIN_SUITES
 
 
-LONGEST_RUN_S = 120  # a mutant that runs longer than this never ends
+LONGEST_RUN_S = 600  # a mutant that runs longer than this never ends
 
 
 class Workshop:
