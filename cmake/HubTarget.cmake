@@ -68,11 +68,15 @@ function(hub_target target)
   endif()
 endfunction()
 
-# A program of the project's own, for measuring or trying it: from its sources and the libraries that it uses.
+# A program of the project's own, for measuring or trying it: from its sources and the libraries that it uses. Sanitizers
+# look at it as it stands: to optimise what they have added takes the compiler longer than the program then saves.
 function(hub_program name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   hub_target(${name})
+  if(HUB_SANITIZE)
+    target_compile_options(${name} PRIVATE -O0)
+  endif()
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES})
 endfunction()
