@@ -14,7 +14,7 @@
 namespace hub::fuzz {
 
 // Ends the process unless the promise holds; `found` is what it was looked for in.
-inline void require(bool holds, const char* promise, std::string_view found = {}) {
+inline void require(bool holds, const char* promise, std::string_view found = "") {
   if (!holds) {
     std::fprintf(stderr, "%s: %.*s\n", promise, static_cast<int>(found.size()), found.data());
     std::abort();

@@ -29,7 +29,7 @@ std::string title_of(std::size_t handler, std::size_t reports) {
   for (; handler >= source->handlers; ++source) {
     handler -= source->handlers;
   }
-  char title[64];
+  char title[128];
   std::snprintf(title, sizeof title, "NEB Profile %zu ;count=%zu ;type=%s", handler, reports, source->name);
   return title;
 }

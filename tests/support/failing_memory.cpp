@@ -24,6 +24,8 @@ New* next_new() {
 
 }  // namespace
 
+// Visible: the linker takes what a sanitizer's library asks for as malloc for this one, too.
+#pragma GCC visibility push(default)
 extern "C" {
 void* __real_malloc(std::size_t size_bytes);   // NOLINT(bugprone-reserved-identifier)
 void* __wrap_malloc(std::size_t size_bytes);   // NOLINT(bugprone-reserved-identifier)
@@ -37,6 +39,7 @@ int __wrap_tss_set(tss_t key, void* value) {  // NOLINT(bugprone-reserved-identi
   return there_is_none.load() ? thrd_error : __real_tss_set(key, value);
 }
 }
+#pragma GCC visibility pop
 
 void* operator new(std::size_t size_bytes) {
   if (there_is_none_by_new.load()) {

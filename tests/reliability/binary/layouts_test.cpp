@@ -112,9 +112,16 @@ TEST_F(DecoderSlots, of_a_foreign_table_are_asked_for_names_and_items) {
     stream << "slot 4,";
   };
   profile_decoder base;
-  void* table[] = {table_of(&base)[0], reinterpret_cast<void*>(category), reinterpret_cast<void*>(component),
-                   reinterpret_cast<void*>(event), reinterpret_cast<void*>(items)};
-  void* object = static_cast<void*>(table);
+  void* const* const of_base = table_of(&base);
+  // In front of the operations stand how far the object begins before its part, and its type.
+  void* table[] = {of_base[-2],
+                   of_base[-1],
+                   of_base[0],
+                   reinterpret_cast<void*>(category),
+                   reinterpret_cast<void*>(component),
+                   reinterpret_cast<void*>(event),
+                   reinterpret_cast<void*>(items)};
+  void* object = static_cast<void*>(table + 2);
   const std::string text =
       function_of<Line>(&object, 0)(reinterpret_cast<profile_decoder*>(&object), report(7, 3, 2, 3));
   for (const char* expected : {"'category':'slot 1'", "'slot 2'", "'slot 3'", "slot 4,"}) {
