@@ -226,7 +226,7 @@ void file_batches(benchmark::State& state, bool& log_is_full, const FileBatch& f
     file_batch();
   }
   log_is_full = true;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     file_batch();
   }
   count(state);
@@ -373,7 +373,7 @@ Stored<PlainSamples>& stored_samples_beside() {
 void clear_distribution_without_samples(benchmark::State& state) {
   SqliteLedger& ledger = (*stored_samples()).ledger();
   const std::string counter = keys(true).front();
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     ledger.clear_distribution(counter);
   }
 }
@@ -384,7 +384,7 @@ constexpr int kBatchesUntilTrimmed = 100;  // the table stays about as large as 
 template <typename Samples>
 void push(benchmark::State& state, Stored<Samples>& samples) {
   int batches = 0;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     (*samples).push_batch();
     if (++batches % kBatchesUntilTrimmed == 0) {
       state.PauseTiming();

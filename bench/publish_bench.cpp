@@ -96,7 +96,7 @@ void into_a_ledger_that_does_nothing(benchmark::State& state) {
   NullLedger ledger;
   hub::platform::use_ledger(&ledger);
   Bytes records = scalar_batch();
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     plugin().publish(records);
   }
   hub::platform::use_ledger(nullptr);
@@ -116,7 +116,7 @@ BENCHMARK(the_same_with_each_record_logged);
 void into_sqlite(benchmark::State& state, SqliteLedger& ledger) {
   hub::platform::use_ledger(&ledger);
   Bytes records = scalar_batch();
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     ledger.begin_batch();
     plugin().publish(records);
     ledger.commit_batch();
@@ -148,7 +148,7 @@ void hash_map_of_the_same_keys(benchmark::State& state) {
   for (const StatLedgerKeyName& name : kStatLedgerKeyNames) {
     keys.emplace_back(name.text);
   }
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     for (std::size_t index = 0; index < kRecords; ++index) {
       ++counters[keys[index % keys.size()]];
     }
@@ -161,7 +161,7 @@ BENCHMARK(hash_map_of_the_same_keys);
 void prometheus_counter_look_up(benchmark::State& state) {
   prometheus::Registry registry;
   auto& counters = prometheus::BuildCounter().Name("statistics").Register(registry);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     for (std::size_t index = 0; index < kRecords; ++index) {
       counters.Add({{"key", kStatLedgerKeyNames[index % kStatLedgerKeyCount].text}}).Increment(1);
     }
