@@ -9,7 +9,6 @@
 namespace hub::host {
 
 using profile::Field;
-using profile::Form;
 using profile::Layout;
 
 namespace {
