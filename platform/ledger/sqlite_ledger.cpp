@@ -65,7 +65,7 @@ void check_existing(const std::string& file, const std::string& location, millis
   if (has_unfinished_change(location)) {
     // Broken off while a ledger was being made: its first page tells whose it is, the rest is still to be taken back.
     const std::optional<std::int64_t> before = identity_before_change(location);
-    if (before == kApplicationId || before == 0) {
+    if (before && (*before == kApplicationId || *before == 0)) {
       return;
     }
     Database database(file, as_it_stands(location), Database::Access::kRead, patience);
