@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -122,7 +123,8 @@ void serialise(CFTypeRef contents, Bytes* bytes = nullptr) {
 // time. The array borrows them, so that it costs next to nothing.
 void decode_and_serialise(std::size_t report_count, Bytes* bytes = nullptr) {
   std::array<const void*, CapturedDevice::kReportsPerRead> lines;
-  std::transform(CapturedDevice::reports().begin(), CapturedDevice::reports().begin() + report_count, lines.begin(),
+  const auto reports = std::span(CapturedDevice::reports()).first(report_count);
+  std::transform(reports.begin(), reports.end(), lines.begin(),
                  [](const _HubProfileReport& report) { return CopyProfileDescription(&report); });
   const hub::platform::Owned array(
       CFArrayCreate(kCFAllocatorDefault, lines.data(), static_cast<CFIndex>(report_count), nullptr));
