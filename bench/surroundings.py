@@ -32,10 +32,11 @@ def compiler(build):
 
 
 def rivals():
-    """The packages that only measuring needs, with their versions."""
+    """The packages that measuring needs and tests do not, with their versions."""
     lines = (PROJECT / "script/packages.txt").read_text(encoding="ascii").splitlines()
     rows = [line.split() for line in lines if not line.startswith("#")]
-    names = [row[0] for row in rows if len(row) == 2 and row[1] == "bench"]
+    names = [row[0] for row in rows
+             if len(row) == 2 and "bench" in row[1].split(",") and "test" not in row[1].split(",")]
     versions = output_of("dpkg-query", "-W", "-f", "${Package} ${Version}\\n", *names)
     return [*versions.decode().splitlines(), f"Python {platform.python_version()}"]
 
