@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <bit>
 #include <charconv>
+#include <functional>
 #include <string_view>
 #include <utility>
 
@@ -296,15 +297,22 @@ class Reader {
   }
 
   static void expect_different_keys(const PropertyListDictionary& pairs, std::size_t offset) {
-    std::vector<std::string_view> keys;
-    keys.reserve(pairs.size());
-    for (const auto& [key, value] : pairs) {
-      keys.emplace_back(key);
-    }
-    std::sort(keys.begin(), keys.end());
-    if (std::adjacent_find(keys.begin(), keys.end()) != keys.end()) {
+    if (have_equal(pairs, std::hash<std::string_view>()) &&
+        have_equal(pairs, [](std::string_view key) { return key; })) {
       refuse(offset, "a dictionary with a key that stands twice, expected each once");
     }
+  }
+
+  // Whether `projection` makes the same of two keys. Their hashes, which are numbers, are told apart sooner than texts.
+  template <typename Projection>
+  static bool have_equal(const PropertyListDictionary& pairs, const Projection& projection) {
+    std::vector<decltype(projection(std::string_view()))> projected;
+    projected.reserve(pairs.size());
+    for (const auto& [key, value] : pairs) {
+      projected.push_back(projection(key));
+    }
+    std::sort(projected.begin(), projected.end());
+    return std::adjacent_find(projected.begin(), projected.end()) != projected.end();
   }
 
   Bytes bytes_;
