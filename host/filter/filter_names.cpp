@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <map>
 #include <set>
 #include <span>
 
@@ -68,8 +69,7 @@ const KindRow& row_of(NameKind kind) {
 
 bool is_same(const NameTable& one, const NameTable& other) { return one.rows().data() == other.rows().data(); }
 
-// Every table of a kind, once. A record of each category and component tells them all.
-std::vector<NameTable> tables_of(NameKind kind) {
+std::vector<NameTable> find_tables(NameTable (*table_of)(const Report& report)) {
   constexpr unsigned kComponents = 256;
   std::vector<NameTable> tables;
   const auto add = [&tables](NameTable table) {
@@ -83,10 +83,23 @@ std::vector<NameTable> tables_of(NameKind kind) {
       Report report{};
       report.category_id = static_cast<std::uint8_t>(category->id);
       report.component_id = static_cast<std::uint8_t>(component);
-      add(row_of(kind).table_of(report));
+      add(table_of(report));
     }
   }
   return tables;
+}
+
+// Every table of a kind, once. A record of each category and component tells them all, which takes long: they are
+// looked for at the first question.
+const std::vector<NameTable>& tables_of(NameKind kind) {
+  static const std::map<NameKind, std::vector<NameTable>> tables = [] {
+    std::map<NameKind, std::vector<NameTable>> found;
+    for (const KindRow& row : kKinds) {
+      found.emplace(row.kind, find_tables(row.table_of));
+    }
+    return found;
+  }();
+  return tables.at(kind);
 }
 
 }  // namespace

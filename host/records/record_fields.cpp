@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cctype>
 #include <numeric>
+#include <set>
 #include <utility>
 
 namespace hub::host {
@@ -45,23 +46,53 @@ bool is_qualified(std::string_view name, const Layout& layout, const Field& fiel
          name[layout.name.size()] == '.' && name.ends_with(field.key);
 }
 
-// How many characters must be put in, taken out, replaced or swapped with the next one to make one text of the other;
-// case is for nothing.
-std::size_t edit_distance(std::string_view one, std::string_view other) {
-  const auto same = [](char a, char b) {
-    return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
-  };
+std::vector<std::string> collect_names() {
+  std::vector<std::string> names;
+  std::set<std::string_view> known;
+  for (const HeaderItem& item : kHeaderItemRows) {
+    names.emplace_back(item.name);
+    known.insert(item.name);
+  }
+  std::vector<std::string> qualified;
+  for (const Layout* layout : profile::kLayouts) {
+    for (const Field& field : layout->fields) {
+      if (known.insert(field.key.view()).second) {
+        names.emplace_back(field.key);
+      }
+      qualified.push_back(qualified_name(*layout, field));
+    }
+  }
+  names.insert(names.end(), qualified.begin(), qualified.end());
+  return names;
+}
+
+std::string in_lower_case(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char character) { return static_cast<char>(std::tolower(character)); });
+  return lower;
+}
+
+// How many characters must be put in, taken out, replaced or swapped with the next one to make one text of the other.
+// When it is more than `most`, any number above that.
+std::size_t edit_distance(std::string_view one, std::string_view other, std::size_t most) {
   std::vector<std::size_t> before_last(other.size() + 1);
   std::vector<std::size_t> last(other.size() + 1);
   std::vector<std::size_t> row(other.size() + 1);
   std::iota(last.begin(), last.end(), std::size_t{0});
   for (std::size_t i = 1; i <= one.size(); ++i) {
     row[0] = i;
+    std::size_t least = i;
     for (std::size_t j = 1; j <= other.size(); ++j) {
-      row[j] = std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + (same(one[i - 1], other[j - 1]) ? 0 : 1)});
-      if (i > 1 && j > 1 && same(one[i - 1], other[j - 2]) && same(one[i - 2], other[j - 1])) {
+      const std::size_t replaced = last[j - 1] + (one[i - 1] == other[j - 1] ? 0 : 1);
+      row[j] = std::min(std::min(last[j], row[j - 1]) + 1, replaced);
+      if (i > 1 && j > 1 && one[i - 1] == other[j - 2] && one[i - 2] == other[j - 1]) {
         row[j] = std::min(row[j], before_last[j - 2] + 1);
       }
+      least = std::min(least, row[j]);
+    }
+    if (least > most) {  // no row behind has less
+      return least;
     }
     before_last.swap(last);
     last.swap(row);
@@ -99,21 +130,8 @@ std::optional<RecordField> RecordField::named(std::string_view name) {
   return found.rows_.empty() ? std::nullopt : std::optional(std::move(found));
 }
 
-std::vector<std::string> RecordField::all_names() {
-  std::vector<std::string> names;
-  for (const HeaderItem& item : kHeaderItems) {
-    names.emplace_back(item.name);
-  }
-  std::vector<std::string> qualified;
-  for (const Layout* layout : profile::kLayouts) {
-    for (const Field& field : layout->fields) {
-      if (std::find(names.begin(), names.end(), field.key.view()) == names.end()) {
-        names.emplace_back(field.key);
-      }
-      qualified.push_back(qualified_name(*layout, field));
-    }
-  }
-  names.insert(names.end(), qualified.begin(), qualified.end());
+const std::vector<std::string>& RecordField::all_names() {
+  static const std::vector<std::string> names = collect_names();
   return names;
 }
 
@@ -143,12 +161,13 @@ std::vector<std::string> nearest_names(std::string_view unknown, std::span<const
   };
   std::vector<Candidate> candidates;
   const std::size_t tolerated = std::max<std::size_t>(2, unknown.size() / 3);
+  const std::string wanted = in_lower_case(unknown);
   for (const std::string& name : known) {
     const auto [shorter, longer] = std::minmax({unknown.size(), name.size()});
     if (longer - shorter > tolerated) {  // so many would have to be put in
       continue;
     }
-    const std::size_t distance = edit_distance(unknown, name);
+    const std::size_t distance = edit_distance(wanted, in_lower_case(name), tolerated);
     if (distance <= tolerated && distance < shorter) {
       candidates.push_back({distance, name});
     }

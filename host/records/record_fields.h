@@ -112,7 +112,7 @@ class RecordField {
   static std::optional<RecordField> named(std::string_view name);
 
   // All names in the order above, the keys once each, then those with a layout. For completion and messages.
-  static std::vector<std::string> all_names();
+  static const std::vector<std::string>& all_names();
 
   [[nodiscard]] const std::string& name() const { return name_; }
   [[nodiscard]] FieldType type() const { return type_; }

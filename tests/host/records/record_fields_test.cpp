@@ -141,6 +141,11 @@ TEST(NearestNames, name_with_nothing_in_common_is_not_near) {
   EXPECT_TRUE(nearest_names("ab", known).empty());
 }
 
+TEST(NearestNames, name_has_at_most_a_third_of_differences) {
+  const std::vector<std::string> known = {"xxmextamx", "ximextamx"};
+  EXPECT_EQ(nearest_names("timestamp", known), std::vector<std::string>{"ximextamx"});
+}
+
 TEST(NearestNames, at_most_three) {
   const std::vector<std::string> known = {"arg1", "arg2", "arg3", "arg4", "arg5"};
   EXPECT_EQ(nearest_names("arg9", known), (std::vector<std::string>{"arg1", "arg2", "arg3"}));
