@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What holds for objects of every type: counts, identity, and the end of a process that misuses them.
 #include <cstddef>
+#include <cstdint>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -193,6 +195,16 @@ TEST_F(Object, release_after_the_last_one_ends_the_process) {
   EXPECT_DEATH(release_twice(), "platform: CFRelease: an object that nobody owns any more");
 }
 
+// Sanitizers' heaps move a block, and give its old place away.
+bool heap_shortens_in_place() {
+  void* block = std::malloc(5000);
+  const auto place = reinterpret_cast<std::uintptr_t>(block);
+  void* front = std::realloc(block, 16);
+  const bool is_in_place = reinterpret_cast<std::uintptr_t>(front) == place;
+  std::free(front);
+  return is_in_place;
+}
+
 // The heap's memory is kept for a while, so that this does not depend on what was created meanwhile.
 TEST_F(Object, of_the_systems_allocator_is_known_to_be_freed_after_others_were_created) {
   const auto use_freed = [](auto use, std::size_t length) {
@@ -213,8 +225,9 @@ TEST_F(Object, of_the_systems_allocator_is_known_to_be_freed_after_others_were_c
     EXPECT_DEATH(use_freed(CFRetain, length), "platform: CFRetain: an object that nobody owns any more");
     EXPECT_DEATH(use_freed(CFHash, length), "platform: CFHash: an object that nobody owns any more");
   }
-  // Of a large one the front alone stays. The address sanitizer's heap moves it, and knows the use itself.
-  EXPECT_DEATH(use_freed(CFRetain, 5000), "an object that nobody owns any more|heap-use-after-free");
+  if (heap_shortens_in_place()) {  // of a large one the front alone stays
+    EXPECT_DEATH(use_freed(CFRetain, 5000), "platform: CFRetain: an object that nobody owns any more");
+  }
 }
 
 TEST_F(Object, of_another_type_ends_the_process) {
