@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The program is linked with --wrap=malloc and --wrap=tss_set.
+// The program is linked with --wrap=malloc and --wrap=tss_set (hub_failing_memory of the tests' CMake file).
 #include "tests/support/failing_memory.h"
 
 #include <dlfcn.h>
@@ -15,10 +15,16 @@ std::atomic<bool> there_is_none = false;
 std::atomic<bool> there_is_none_by_new = false;
 
 using New = void*(std::size_t size_bytes);
+using Delete = void(void* memory);
 
-// The C++ library's, or a sanitizer's before it.
+// The C++ library's, or a sanitizer's before it; what one gives the other takes back.
 New* next_new() {
   static New* const next = reinterpret_cast<New*>(dlsym(RTLD_NEXT, "_Znwm"));
+  return next;
+}
+
+Delete* next_delete() {
+  static Delete* const next = reinterpret_cast<Delete*>(dlsym(RTLD_NEXT, "_ZdlPv"));
   return next;
 }
 
@@ -63,6 +69,9 @@ void* operator new[](std::size_t size_bytes, const std::nothrow_t&) noexcept {
     return nullptr;
   }
 }
+
+void operator delete(void* memory) noexcept { next_delete()(memory); }
+void operator delete(void* memory, std::size_t /*size_bytes*/) noexcept { next_delete()(memory); }
 
 namespace hub::test {
 
