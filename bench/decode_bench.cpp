@@ -42,7 +42,7 @@ void for_each_record(benchmark::State& state, const Work& work) {
   while (state.KeepRunning()) {
     work_on_all();
   }
-  state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * kRecords));
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(kRecords));
 }
 
 void limit_text(benchmark::State& state) {

@@ -71,7 +71,7 @@ TEST(Layouts, report_has_its_members_at_their_offsets) {
 
 TEST(Layouts, session_filter_is_a_pointer_to_its_table_and_fills_the_entries_that_are_called) {
   void* const object = VantuHUBHIDStatisticsFactory(kCFAllocatorDefault, kIOHIDSessionFilterPlugInTypeID);
-  for (const std::size_t number : {1, 2, 3, 7, 8, 11, 13, 14}) {
+  for (const std::size_t number : {1U, 2U, 3U, 7U, 8U, 11U, 13U, 14U}) {
     EXPECT_NE(table_of(object)[number], nullptr) << "entry " << number;
   }
   EXPECT_EQ(function_of<ULONG(void*)>(object, 2)(object), 2U);
