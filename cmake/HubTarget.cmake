@@ -80,3 +80,11 @@ function(hub_program name)
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES})
 endfunction()
+
+# A program with an operator new of its own. Clang's thread sanitizer would put another one beside it, but for programs in C.
+function(hub_own_new name)
+  if(HUB_SANITIZE STREQUAL thread AND CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+    set_target_properties(${name} PROPERTIES LINKER_LANGUAGE C)
+    target_link_libraries(${name} PRIVATE stdc++ m)
+  endif()
+endfunction()
