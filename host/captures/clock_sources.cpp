@@ -3,9 +3,9 @@
 
 #include <cerrno>
 #include <charconv>
+#include <utility>
 
-#include "CoreFoundation/CoreFoundation.h"
-#include "corefoundation/owned.h"
+#include "host/device/property_objects.h"
 #include "registry/registry_host.h"
 #include "system/system_host.h"
 
@@ -18,18 +18,6 @@ std::optional<std::int64_t> parse_number(std::string_view text) {
   const char* end = text.data() + text.size();
   const auto [stopped_at, error] = std::from_chars(text.data(), end, number);
   return error == std::errc() && stopped_at == end ? std::optional(number) : std::nullopt;
-}
-
-using platform::Owned;
-
-void set_number(CFMutableDictionaryRef dictionary, CFStringRef key, std::int64_t value) {
-  const Owned number(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &value));
-  CFDictionarySetValue(dictionary, key, number.get());
-}
-
-Owned<CFMutableDictionaryRef> create_object_dictionary() {
-  return Owned(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                         &kCFTypeDictionaryValueCallBacks));
 }
 
 }  // namespace
@@ -56,12 +44,13 @@ std::optional<BootTime> parse_boot_time(std::string_view text) {
 }
 
 void publish_clock_pair(const ClockPair& pair) {
-  const auto timesync = create_object_dictionary();
-  set_number(timesync.get(), CFSTR("hub"), pair.hub);
-  set_number(timesync.get(), CFSTR("calendar"), pair.calendar);
-  const auto properties = create_object_dictionary();
-  CFDictionarySetValue(properties.get(), CFSTR("timesync"), timesync.get());
-  platform::add_registry_entry(platform::kNoParent, "VantuHUBTimesync", "VantuHUBTimesync", properties.get());
+  Properties timesync;
+  timesync.push_back({"hub", {pair.hub}});
+  timesync.push_back({"calendar", {pair.calendar}});
+  Properties properties;
+  properties.push_back({"timesync", {std::move(timesync)}});
+  platform::add_registry_entry(platform::kNoParent, "VantuHUBTimesync", "VantuHUBTimesync",
+                               create_dictionary(properties).get());
 }
 
 void publish_boot_time(const BootTime& boot_time) {

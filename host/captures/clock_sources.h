@@ -25,7 +25,7 @@ struct BootTime {
 // "none", or a decimal number from 0 to 2^63 - 1. Nothing when the text is anything else.
 std::optional<BootTime> parse_boot_time(std::string_view text);
 
-// Makes the registry hold a time-sync service with this pair. [host, before decoding]
+// Makes the registry hold a time-sync service with this pair. Throws std::bad_alloc. [host, before decoding]
 void publish_clock_pair(const ClockPair& pair);
 
 // Makes the kernel's boot-time query answer with this. [host, before decoding]

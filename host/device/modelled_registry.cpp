@@ -71,7 +71,7 @@ class ServiceModel final : public platform::HidServiceModel {
     }
     const auto* other_id = std::get_if<std::int64_t>(&plan.registry_id);
     const std::int64_t id = other_id != nullptr ? *other_id : static_cast<std::int64_t>(entry);
-    registry_id_ = Owned(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &id));
+    registry_id_ = created(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &id));
   }
 
   CFTypeRef property(CFStringRef key) override { return CFDictionaryGetValue(properties_.get(), key); }
@@ -141,7 +141,8 @@ void ModelledRegistry::add(const Node& node, const Above& above, Observations& o
   }
   platform::set_service_backend(id, std::make_shared<NodeBackend>(node, device, observations));
   if (node.hid) {
-    services_.push_back({node.name, Owned(platform::create_hid_service(std::make_unique<ServiceModel>(*node.hid, id))),
+    services_.push_back({node.name,
+                         created(platform::create_hid_service(std::make_unique<ServiceModel>(*node.hid, id))),
                          above.grandparent_device});
   }
   for (const Node& child : node.children) {

@@ -16,15 +16,9 @@ void require_memory(bool there_was_some) {
   }
 }
 
-template <typename Ref>
-Owned<CFTypeRef> owned(Ref object) {
-  require_memory(object != nullptr);
-  return Owned<CFTypeRef>(object);
-}
-
 Owned<CFTypeRef> create_string(const std::string& text) {
-  return owned(CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()),
-                                       static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
+  return created<CFTypeRef>(CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()),
+                                                    static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
 }
 
 // One overload for each type that a value can have.
@@ -36,16 +30,15 @@ struct CreateObject {
   }
 
   Owned<CFTypeRef> operator()(std::int64_t value) const {
-    return owned(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &value));
+    return created<CFTypeRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &value));
   }
 
   Owned<CFTypeRef> operator()(double value) const {
-    return owned(CFNumberCreate(kCFAllocatorDefault, kCFNumberDoubleType, &value));
+    return created<CFTypeRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberDoubleType, &value));
   }
 
   Owned<CFTypeRef> operator()(const PropertyArray& values) const {
-    Owned<CFMutableArrayRef> array(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
-    require_memory(array.get() != nullptr);
+    auto array = created(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
     for (const PropertyValue& value : values) {
       CFArrayAppendValue(array.get(), std::visit(*this, value.value).get());
     }
@@ -54,9 +47,8 @@ struct CreateObject {
   }
 
   Owned<CFTypeRef> operator()(const Properties& properties) const {
-    Owned<CFMutableDictionaryRef> dictionary(CFDictionaryCreateMutable(
-        kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-    require_memory(dictionary.get() != nullptr);
+    auto dictionary = created(CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                        &kCFTypeDictionaryValueCallBacks));
     for (const auto& [name, value] : properties) {
       const auto key = create_string(name);
       CFDictionarySetValue(dictionary.get(), key.get(), std::visit(*this, value.value).get());

@@ -4,7 +4,10 @@
 #include <fstream>
 #include <sstream>
 
+#include "IOKit/hid/IOHIDService.h"
+#include "host/captures/clock_sources.h"
 #include "host/device/device_file.h"
+#include "host/device/modelled_registry.h"
 #include "host/figures/comparison_json.h"
 #include "host/figures/comparison_text.h"
 #include "host/figures/figures_run.h"
@@ -33,6 +36,27 @@ constexpr std::size_t kWidth = 80;
 std::string read_device() {
   const Device device = read_device_file(HUB_SMALL_DEVICE);
   return std::to_string(device.registry.size()) + " " + std::to_string(device.batches.size());
+}
+
+std::string fill_registry() {
+  Node node;
+  node.name = "service";
+  node.hid = HidPlan{.properties = {{"number", {std::int64_t{7}}}}, .usages = {}, .registry_id = {}};
+  Observations observations;
+  const ModelledRegistry registry(Device{{std::move(node)}, {}, {}}, observations);
+  std::string found;
+  for (const ModelledService& modelled : registry.services()) {
+    const platform::Owned number(IOHIDServiceCopyProperty(modelled.service.get(), CFSTR("number")));
+    const bool has_id = IOHIDServiceGetRegistryID(modelled.service.get()) != nullptr;
+    found += modelled.name + (number.get() != nullptr ? " number" : "") + (has_id ? " id" : "");
+  }
+  return found;
+}
+
+std::string publish_clocks() {
+  platform::clear_registry();
+  publish_clock_pair({1, 2});
+  return "published";
 }
 
 std::string parse_filter() {
@@ -177,6 +201,8 @@ constexpr LibraryLimits kThreads{.most_kept_blocks = 2};
 
 constexpr Scenario kScenarios[] = {
     {"device_file", read_device},
+    {"registry", fill_registry},
+    {"clocks", publish_clocks},
     {"filter", parse_filter, false, kPatterns},
     {"text", write_form<0, 1>},
     {"text_by_two", write_form<0, 2>, false, kThreads},
