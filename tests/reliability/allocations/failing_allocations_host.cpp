@@ -4,6 +4,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "IOKit/IOKitLib.h"
 #include "IOKit/hid/IOHIDService.h"
 #include "host/captures/clock_sources.h"
 #include "host/device/device_file.h"
@@ -53,10 +54,21 @@ std::string fill_registry() {
   return found;
 }
 
+std::string number_of(CFDictionaryRef numbers, CFStringRef key) {
+  std::int64_t number = 0;
+  const auto* value = static_cast<CFNumberRef>(CFDictionaryGetValue(numbers, key));
+  return value != nullptr && CFNumberGetValue(value, kCFNumberSInt64Type, &number) ? std::to_string(number) : "none";
+}
+
 std::string publish_clocks() {
   platform::clear_registry();
   publish_clock_pair({1, 2});
-  return "published";
+  end_failing();
+  const io_service_t entry = IOServiceGetMatchingService(kIOMasterPortDefault, IOServiceMatching("VantuHUBTimesync"));
+  const platform::Owned pair(IORegistryEntryCreateCFProperty(entry, CFSTR("timesync"), kCFAllocatorDefault, 0));
+  IOObjectRelease(entry);
+  const auto* numbers = static_cast<CFDictionaryRef>(pair.get());
+  return number_of(numbers, CFSTR("hub")) + " " + number_of(numbers, CFSTR("calendar"));
 }
 
 std::string parse_filter() {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// failing_allocations [--most RUNS] [--show SCENARIO NUMBER once|on] [ROOM...]: repeats the scenarios of these rooms
-// (platform, host, plugin; all of them) with each allocation failing, or with RUNS of them spread evenly, once and from
-// there on. Tells a line of figures for each; exits with 1 when a promise is broken. --show: one run, with where it
-// failed.
+// failing_allocations [--most RUNS] [--show SCENARIO NUMBER once|on] [ROOM[.SCENARIO]...]: repeats these scenarios, or
+// those of these rooms (platform, host, plugin; all of them), with each allocation failing, or with RUNS of them spread
+// evenly, once and from there on. Tells a line of figures for each; exits with 1 when a promise is broken. --show: one
+// run, with where it failed.
 #include "tests/reliability/allocations/failing_allocations_run.h"
 
 #include <execinfo.h>
@@ -358,15 +358,23 @@ int show(const std::string& name, const AllocationPlan& plan) {
   return EXIT_FAILURE;
 }
 
+// Whether a room or one of its scenarios is among the names, if there are any.
+bool is_chosen(const std::vector<std::string>& names, const Room& room, const Scenario& scenario) {
+  const std::string whole_room(room.name);
+  return names.empty() || std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+           return name == whole_room || name == whole_room + "." + scenario.name;
+         });
+}
+
 int run_rooms(const std::vector<std::string>& names, std::uint64_t most) {
   std::size_t scenarios = 0;
   std::size_t runs = 0;
   std::size_t broken = 0;
   for (const Room& room : rooms()) {
-    if (!names.empty() && std::find(names.begin(), names.end(), room.name) == names.end()) {
-      continue;
-    }
     for (const Scenario& scenario : room.scenarios) {
+      if (!is_chosen(names, room, scenario)) {
+        continue;
+      }
       const Figures figures = repeat(room.name.data(), scenario, most);
       ++scenarios;
       runs += figures.runs;
