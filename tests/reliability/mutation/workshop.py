@@ -35,6 +35,8 @@ def independent_lines(*options):
     return ["python3", "../tree/tests/reference/compare.py", "--hubprofile", "tools/hubprofile", "--count", "200000", *options]
 
 
+LIBRARIES = ["hub_profile", "hub_profile_catalogue", "hub_statistics", "hub_plugin"]  # what is compiled in the room
+
 DECODER_SUITES = [
     Suite(["profile_test"], unit_test("profile/profile_test")),
     Suite(["hubprofile"],
@@ -64,6 +66,7 @@ class Workshop:
         """Copies the files that git knows, as they are now."""
         self.tree = os.path.join(folder, "tree")
         self.build = os.path.join(folder, "build")
+        self._originals = {}  # what is compiled of the room while nothing is changed
         shutil.rmtree(self.tree, ignore_errors=True)
         listed = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], cwd=source, check=True,
                                 capture_output=True, text=True).stdout
@@ -79,6 +82,8 @@ class Workshop:
 
     def prepare(self, files):
         """Builds what these files' suites need, and makes sure that each passes as long as nothing is changed."""
+        self._run(["ninja", *LIBRARIES])
+        self._originals = {name: self._bytes_of(name) for name in self._objects_in(ROOM, "**/*")}
         for suite in dict.fromkeys(suite for file in files for suite in suites_of(file)):
             self._run(["ninja", *suite.targets])
             for command in suite.commands:
@@ -89,12 +94,12 @@ class Workshop:
         path = os.path.join(self.tree, mutant.file)
         with open(path, encoding="utf-8") as source:
             original = source.read()
-        objects = {name: self._bytes_of(name) for name in self._objects_of(mutant.file)}
+        objects = self._objects_of(mutant.file)
         try:
             self._write(path, mutants.apply(original, mutant))
-            if objects and not self._builds(list(objects)):
+            if not self._builds(objects):
                 return Outcome.NOT_COMPILED
-            if objects and all(self._bytes_of(name) == content for name, content in objects.items()):
+            if all(self._bytes_of(name) == self._originals[name] for name in objects):
                 return Outcome.EQUIVALENT
             return self._judge(suites_of(mutant.file))
         finally:
@@ -109,10 +114,15 @@ class Workshop:
         return Outcome.SURVIVED
 
     def _objects_of(self, file):
-        """What is compiled from a source; nothing for a header."""
+        """What is compiled from a source; for a header all there is, of which only what includes it is compiled again."""
+        if file.endswith(".h"):
+            return list(self._originals)
         folder, name = os.path.split(file)
         library_folder, below = (os.path.dirname(folder), "profile/") if folder.endswith("/profile") else (folder, "")
-        found = glob.glob(f"{self.build}/{library_folder}/CMakeFiles/*.dir/{below}{name}.o")
+        return self._objects_in(library_folder, below + name)
+
+    def _objects_in(self, library_folder, pattern):
+        found = glob.glob(f"{self.build}/{library_folder}/CMakeFiles/*.dir/{pattern}.o", recursive=True)
         return [os.path.relpath(path, self.build) for path in found]
 
     def _bytes_of(self, name):
