@@ -107,7 +107,7 @@ std::string create_objects() {
 // The last reference goes on a thread that has had no object before.
 std::string release_elsewhere() {
   auto all = objects_of_all_types();
-  const std::string result = count_of(all.get());
+  std::string result = count_of(all.get());
   std::thread([released = std::move(all)] {}).join();
   return result;
 }

@@ -164,7 +164,7 @@ void list_values(const platform::PropertyListValue& value, const std::string& pa
         using Held = std::decay_t<decltype(held)>;
         if constexpr (std::is_same_v<Held, platform::PropertyListDictionary>) {
           for (const auto& [key, member] : held) {
-            list_values(member, path + "/" + key, lines);
+            list_values(member, (path + "/").append(key), lines);
           }
         } else if constexpr (std::is_same_v<Held, platform::PropertyListArray>) {
           for (const auto& member : held) {
@@ -230,7 +230,7 @@ std::string decode_by_export() {
   for (const auto& line : lines) {
     // The times come last, each left out when it cannot be had.
     const std::string_view text(line.data());
-    all += text.empty() ? "" : std::string(text.substr(0, text.find("]"))) + "\n";
+    all += text.empty() ? "" : std::string(text.substr(0, text.find(']'))) + "\n";
   }
   return all;
 }
@@ -250,7 +250,7 @@ std::string print_by_export() {
   std::istringstream printed(content_of(scratch("printed")));
   std::string all;
   for (std::string line; std::getline(printed, line);) {
-    all += line.substr(0, line.find("]")) + "\n";
+    all += line.substr(0, line.find(']')) + "\n";
   }
   return all;
 }
@@ -264,7 +264,7 @@ class OutsideDecoder final : public profile_decoder {
   }
 };
 
-std::string without_times(const std::string& line) { return line.substr(0, line.find("]")); }
+std::string without_times(const std::string& line) { return line.substr(0, line.find(']')); }
 
 std::string decode_outside() {
   World world;

@@ -139,7 +139,7 @@ class Judge {
     }
     for (const auto& [key, value] : known_.undisturbed) {
       if (key.starts_with("kept ") && std::stoll(value) != expected[key]) {
-        complain("undisturbed", key + " are " + value + " and not " + std::to_string(expected[key]));
+        complain("undisturbed", kept_text(key, value, expected[key]));
       }
     }
   }
@@ -189,6 +189,14 @@ class Judge {
     }
   }
 
+  static std::string kept_text(const std::string& key, const std::string& value, std::int64_t expected) {
+    return key + " are " + value + " and not " + std::to_string(expected);
+  }
+
+  static std::string entry_text(const std::string& key, const std::string& value) {
+    return key + ": \"" + value + "\"";
+  }
+
   static bool is_one_of(const std::vector<Outcome>& outcomes, const Outcome& seen) {
     return std::find(outcomes.begin(), outcomes.end(), seen) != outcomes.end();
   }
@@ -198,7 +206,7 @@ class Judge {
     const Run result = tried({.first = call, .and_all_later = true}, when);
     for (const auto& [key, value] : result.seen) {
       if (!may_be(key, value)) {
-        complain(when, key + ": \"" + value + "\"");
+        complain(when, entry_text(key, value));
       }
     }
   }
@@ -228,13 +236,13 @@ class Judge {
     });
   }
 
-  [[nodiscard]] bool lines_are_known(std::string log) const {
+  [[nodiscard]] bool lines_are_known(const std::string& log) const {
     std::vector<std::string> lines = scenario_.lines_when_all_fail;
     lines.push_back(known_.undisturbed.at("log"));
     for (const std::string& line : lines) {
       if (!line.empty() && log.starts_with(line)) {
-        std::string rest = log.substr(line.size());
-        rest.erase(0, rest.starts_with('\n') ? 1 : 0);
+        const bool ends_with_line = log.substr(line.size()).starts_with('\n');
+        const std::string rest = log.substr(line.size() + (ends_with_line ? 1 : 0));
         return rest.empty() || lines_are_known(rest);
       }
     }
@@ -335,14 +343,14 @@ int try_scenarios(const std::vector<std::string>& beginnings) {
       std::printf("replies, %s\n", wrong.c_str());
     }
   }
+  totals.runs += replies.runs;
   totals.wrong += replies.wrong.size() + (tried == 0 ? 1 : 0);
   if (beginnings.empty()) {
     show_functions(totals);
     totals.wrong += wrong_functions(totals.failures, "failed");
   }
   std::printf("\nfailing calls: %zu scenarios, %llu calls failed in turn, %llu runs, %llu broken promises\n", tried,
-              static_cast<unsigned long long>(totals.calls),
-              static_cast<unsigned long long>(totals.runs + replies.runs),
+              static_cast<unsigned long long>(totals.calls), static_cast<unsigned long long>(totals.runs),
               static_cast<unsigned long long>(totals.wrong));
   return totals.wrong == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -64,12 +64,12 @@ void observe_snapshot(World& world, Outcome& seen) {
 Scenario capture_of(std::string name, std::set<Usage> usages, std::size_t handler) {
   Scenario scenario{
       .name = "capture." + std::move(name), .act = ask_handler, .observe = observe_snapshot, .services = 1};
+  scenario.consumer_buttons = usages.contains(kConsumerButton) ? 1 : 0;
   scenario.prepare = [usages = std::move(usages), handler](World& world) {
     world.start();
     world.instance->register_service(world.add(usages, false));
     world.handler = handler;
   };
-  scenario.consumer_buttons = usages.contains(kConsumerButton) ? 1 : 0;
   scenario.when_all_fail = {{"snapshot", {"none"}}};
   return scenario;
 }
@@ -78,7 +78,6 @@ Scenario capture_of(std::string name, std::set<Usage> usages, std::size_t handle
 
 Scenario statistics_capture() {
   Scenario scenario = capture_of("sshb_statistics", {kConsumerButton}, 0);
-  scenario.consumer_buttons = 1;
   scenario.promises =
       each({Fallible::kCFNumberCreate, Fallible::kCFStringCreateWithCString}, "an entry is missing",
            one_is_lost("entry ")) +
@@ -121,7 +120,6 @@ Scenario statistics_capture() {
 
 Scenario assets_capture() {
   Scenario scenario = capture_of("sshb_assets", {kConsumerButton}, 1);
-  scenario.consumer_buttons = 1;
   scenario.promises = {
       {Fallible::kCFStringCreateWithCString, "an entry is missing", one_is_lost("entry ")},
       {Fallible::kCFDictionaryCreateMutable, "no snapshot, which is told", no_snapshot(failed_check("stateDict", 636))},
@@ -194,7 +192,8 @@ std::vector<Promise> line_promises() {
 std::string bytes_of_reports(unsigned count) {
   std::string bytes;
   for (unsigned number = 1; number <= count; ++number) {
-    const _HubProfileReport one = report(number, 1, 1, 0).sequence(number).time_us(1'000'000 * number).count_up();
+    const _HubProfileReport one =
+        report(number, 1, 1, 0).sequence(number).time_us(std::uint64_t{1'000'000} * number).count_up();
     bytes.append(reinterpret_cast<const char*>(&one), sizeof one);
   }
   return bytes;

@@ -159,6 +159,12 @@ std::string ending(int status) {
   return WEXITSTATUS(status) == 0 ? "" : "with exit status " + std::to_string(WEXITSTATUS(status));
 }
 
+std::string difference(const std::string& key, const std::string& seen, const std::string& expected) {
+  return key + ": \"" + seen + "\" instead of \"" + expected + "\"";
+}
+
+std::string addition(const std::string& key, const std::string& seen) { return key + ": \"" + seen + "\" besides"; }
+
 }  // namespace
 
 std::vector<std::int32_t> codes_of(Fallible function) {
@@ -203,12 +209,12 @@ std::vector<std::string> differences(const Outcome& seen, const Outcome& expecte
     if (found == seen.end()) {
       lines.push_back(key + ": missing");
     } else if (found->second != value) {
-      lines.push_back(key + ": \"" + found->second + "\" instead of \"" + value + "\"");
+      lines.push_back(difference(key, found->second, value));
     }
   }
   for (const auto& [key, value] : seen) {
     if (!expected.contains(key)) {
-      lines.push_back(key + ": \"" + value + "\" besides");
+      lines.push_back(addition(key, value));
     }
   }
   return lines;

@@ -178,7 +178,7 @@ std::string batch(std::size_t size) {
   for (unsigned number = 0; bytes.size() < size; ++number) {
     const _HubProfileReport one = report(number % 14, number % 8, number % 5, number % 15)
                                       .sequence(number)
-                                      .time_us(number * 1000)
+                                      .time_us(std::uint64_t{1000} * number)
                                       .text(0, letters(32));
     bytes.append(reinterpret_cast<const char*>(&one), sizeof one);
   }

@@ -32,15 +32,14 @@ Options options_of(int count, char** arguments) {
   Options options;
   for (int at = 1; at < count; ++at) {
     const std::string name = arguments[at];
+    const bool has_value = at + 1 < count;
     if (name == "--threads") {
       options.in_threads = true;
-    } else if (at + 1 == count) {
-      throw std::invalid_argument(name + ": expected --plugin LIBRARY, --seeds N, --seed N or --threads");
-    } else if (name == "--plugin") {
+    } else if (name == "--plugin" && has_value) {
       options.plugin = arguments[++at];
-    } else if (name == "--seeds") {
+    } else if (name == "--seeds" && has_value) {
       options.seeds = std::stoull(arguments[++at]);
-    } else if (name == "--seed") {
+    } else if (name == "--seed" && has_value) {
       options.seed = std::stoull(arguments[++at]);
     } else {
       throw std::invalid_argument(name + ": expected --plugin LIBRARY, --seeds N, --seed N or --threads");

@@ -35,10 +35,11 @@ host::Batch numbered_batch(std::size_t number, std::size_t service) {
 void append_random_record(host::Bytes& records, SeededChoice& choice) {
   constexpr std::size_t kOperations = 9;
   constexpr std::uint32_t kHalf = 1U << 23U;
+  constexpr std::size_t kNumbers = std::size_t{2} * kHalf;
   const std::byte version = choice.once_in(16) ? kOtherVersion : kRecordVersion;
   const auto operation = static_cast<std::uint8_t>(choice.below(kOperations));
   const std::size_t key = 1 + choice.below(kStatLedgerKeyCount + 2);
-  append_record(records, version, operation, key, static_cast<std::uint32_t>(choice.below(2 * kHalf)) - kHalf);
+  append_record(records, version, operation, key, static_cast<std::uint32_t>(choice.below(kNumbers)) - kHalf);
 }
 
 template <typename Item>

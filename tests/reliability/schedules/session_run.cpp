@@ -93,7 +93,7 @@ bool ObservedLedger::push_to_distribution(std::string_view key, double sample) {
 }
 
 SessionRun::SessionRun(const Plan& plan, const std::string& plugin, ReferenceSnapshots& reference,
-                       std::function<void()> while_answering)
+                       const std::function<void()>& while_answering)
     : plan_(plan), reference_(reference), counts_before_(counts()) {
   for (std::size_t number = 0; number < plan.queues; ++number) {
     queues_.push_back(dispatch_queue_create("plug-in", nullptr));

@@ -51,7 +51,7 @@ class SessionRun {
  public:
   // `while_answering` is called by the co-processor's firmware before it answers a user client.
   SessionRun(const Plan& plan, const std::string& plugin, ReferenceSnapshots& reference,
-             std::function<void()> while_answering);
+             const std::function<void()>& while_answering);
   SessionRun(const SessionRun&) = delete;
   SessionRun& operator=(const SessionRun&) = delete;
   ~SessionRun();

@@ -27,7 +27,6 @@
 namespace {
 
 using hub::platform::Fallible;
-using hub::test::Chance;
 using hub::test::SoakFigures;
 using hub::test::SoakWorld;
 
@@ -35,7 +34,7 @@ constexpr double kOperationRecords = 1e7;
 constexpr double kProfileRecords = 1e8;
 constexpr double kCaptures = 1e4;
 constexpr std::uint64_t kMostRounds = 1000;
-constexpr std::int64_t kMemoryLimit = 1024 * 1024;
+constexpr std::int64_t kMemoryLimit = 1 << 20;
 constexpr std::size_t kOperationBytes = 7;
 
 struct Options {
