@@ -38,7 +38,8 @@ inline void collect(const platform::PropertyListValue& value, const std::string&
         using Held = std::decay_t<decltype(held)>;
         if constexpr (std::is_same_v<Held, platform::PropertyListDictionary>) {
           for (const auto& [key, member] : held) {
-            collect(member, path.empty() ? key : path + "/" + key, entries);
+            std::string place = path.empty() ? "" : path + "/";
+            collect(member, place.append(key), entries);
           }
         } else if constexpr (std::is_same_v<Held, std::int64_t>) {
           entries[path] = std::to_string(held);

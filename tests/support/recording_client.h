@@ -66,7 +66,7 @@ class RecordingClientService final : public platform::ServiceBackend {
 
 // Puts one in the registry.
 inline std::shared_ptr<RecordingClientService> add_client_service(const std::string& name, AnswerScript answer) {
-  const auto service = std::make_shared<RecordingClientService>(std::move(answer));
+  auto service = std::make_shared<RecordingClientService>(std::move(answer));
   const auto entry = platform::add_registry_entry(platform::kNoParent, name, "Client", nullptr);
   platform::set_service_backend(entry, service);
   return service;

@@ -23,6 +23,7 @@ static inline HRESULT give_itself(void* self, REFIID iid, LPVOID* out) {
 }
 
 /* The factory of the library's one object, and what sets other entries of its table. */
+/* NOLINTBEGIN(bugprone-macro-parentheses): it is a definition and no expression. */
 #define SESSION_FILTER(set_entries)                                                 \
   void* VantuHUBHIDStatisticsFactory(CFAllocatorRef allocator, CFUUIDRef type_id) { \
     static IOHIDSessionFilterPlugInInterface table;                                 \
@@ -35,5 +36,6 @@ static inline HRESULT give_itself(void* self, REFIID iid, LPVOID* out) {
     set_entries;                                                                    \
     return &object;                                                                 \
   }
+/* NOLINTEND(bugprone-macro-parentheses) */
 
 #endif
