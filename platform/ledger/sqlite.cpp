@@ -99,9 +99,12 @@ std::string Database::text(const char* sql) {
 std::int64_t Database::file_size_bytes() {
   sqlite3_file* file = nullptr;
   sqlite3_int64 size_bytes = 0;
-  if (sqlite3_file_control(handle(), "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK ||
-      file->pMethods->xFileSize(file, &size_bytes) != SQLITE_OK) {
-    fail();
+  int code = sqlite3_file_control(handle(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+  if (code == SQLITE_OK) {
+    code = file->pMethods->xFileSize(file, &size_bytes);
+  }
+  if (code != SQLITE_OK) {
+    fail(code, sqlite3_errstr(code));  // the database does not know of what its file answers to others
   }
   return size_bytes;
 }
@@ -123,8 +126,10 @@ void Database::refuse(const std::string& what) const {
   throw LedgerError(name_ + ": " + without_control_characters(what));
 }
 
-void Database::fail() const {
-  refuse(std::string(meaning_of(sqlite3_extended_errcode(handle()))) + ": " + sqlite3_errmsg(handle()));
+void Database::fail() const { fail(sqlite3_extended_errcode(handle()), sqlite3_errmsg(handle())); }
+
+void Database::fail(int extended_code, const char* words) const {
+  refuse(std::string(meaning_of(extended_code)) + ": " + words);
 }
 
 void Database::Close::operator()(sqlite3* handle) const noexcept { sqlite3_close(handle); }

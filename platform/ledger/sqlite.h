@@ -53,6 +53,8 @@ class Database {
     void operator()(sqlite3* handle) const noexcept;
   };
 
+  [[noreturn]] void fail(int extended_code, const char* words) const;
+
   std::string name_;
   std::unique_ptr<sqlite3, Close> handle_;
 };
