@@ -15,7 +15,8 @@ import sys
 import tempfile
 
 HERE = pathlib.Path(__file__).resolve().parent
-PROJECT = HERE.parent.parent
+PROJECT = HERE.parents[2]
+ROOMS = ("platform", "VantuHUBHIDPlugins", "host", "tools")  # what the files are compiled from
 PLUGIN, PLATFORM = "libVantuHUBHIDStatistics.so", "libhubplatform.so"
 COMMANDS = ("hubprofile", "hubsession")
 RUNTIME = {"libstdc++.so.6", "libm.so.6", "libgcc_s.so.1", "libc.so.6", "ld-linux-x86-64.so.2"}
@@ -27,6 +28,9 @@ CHECKED = re.compile(r"-D_FORTIFY_SOURCE=[23]")
 # Functions that are called through their checking form wherever the C library has one.
 HAVE_CHECKING_FORMS = {"fprintf", "printf", "snprintf", "sprintf", "strcat", "strcpy", "vfprintf", "vprintf", "vsnprintf",
                        "vsprintf"}
+
+# The C++ library's std::to_string of a double, which the option library uses, hands this one on by its address.
+HANDED_ON_IN_COMMANDS = {"vsnprintf"}
 
 # Versions of the symbols of the C++ runtime: libstdc++'s and libgcc's.
 CXX_RUNTIME = re.compile(r"@+(?:GLIBCXX|CXXABI|GCC)_")
@@ -132,8 +136,9 @@ def check_code(check, binary, optimised):
         check.that(binary.entries() and not unmarked, f"{binary.name} has {len(unmarked)} unmarked entries: {unmarked[:5]}")
     if optimised:
         check.that(any(re.fullmatch(r"__\w+_chk", name) for name in imported), f"{binary.name} has no checked call")
-        check.that(not imported & HAVE_CHECKING_FORMS,
-                   f"{binary.name} calls unchecked: {sorted(imported & HAVE_CHECKING_FORMS)}")
+        accepted = HANDED_ON_IN_COMMANDS if binary.is_command() else set()
+        unchecked = sorted(imported & HAVE_CHECKING_FORMS - accepted)
+        check.that(not unchecked, f"{binary.name} calls unchecked: {unchecked}")
 
 
 def check_needed(check, binary, allowed):
@@ -164,12 +169,12 @@ def check_decoder_tables(check, plugin):
 def check_compile_commands(check, build, optimised):
     """Some of what the compiler is asked for leaves no mark in the file."""
     commands = json.loads((build / "compile_commands.json").read_text(encoding="utf-8"))
-    ours = [entry for entry in commands
-            if entry["file"].startswith((f"{PROJECT}/platform/", f"{PROJECT}/VantuHUBHIDPlugins/", f"{PROJECT}/host/",
-                                         f"{PROJECT}/tools/"))]
+    ours = [entry for entry in commands if entry["file"].startswith(tuple(f"{PROJECT}/{room}/" for room in ROOMS))]
+    for room in ROOMS:
+        check.that(any(entry["file"].startswith(f"{PROJECT}/{room}/") for entry in ours), f"nothing is compiled from {room}")
     bare = sorted({f"{pathlib.Path(entry['file']).name} without {flag}" for entry in ours for flag in FLAGS
                    if flag not in entry["command"].split()})
-    check.that(ours and not bare, f"compiled {bare}")
+    check.that(not bare, f"compiled {bare}")
     unchecked = sorted({pathlib.Path(entry["file"]).name for entry in ours if not CHECKED.search(entry["command"])})
     check.that(not optimised or not unchecked, f"compiled without checked calls {unchecked}")
     return len(ours)
