@@ -57,9 +57,15 @@ constexpr NumberRow kModeRows[] = {
     {"startupTime", kStartupTime}, {"intCal", kIntCal},
 };
 
-constexpr bool hasNumbersLength(const NumberRow& row) { return row.property.length == sizeof(std::uint32_t); }
-static_assert(std::all_of(std::begin(kIntervalRows), std::end(kIntervalRows), hasNumbersLength));
-static_assert(std::all_of(std::begin(kModeRows), std::end(kModeRows), hasNumbersLength));
+consteval bool haveNumbersLength(std::span<const NumberRow> rows) {
+  for (const NumberRow& row : rows) {
+    if (row.property.length != sizeof(std::uint32_t)) {
+      return false;
+    }
+  }
+  return true;
+}
+static_assert(haveNumbersLength(kIntervalRows) && haveNumbersLength(kModeRows));
 
 constexpr TextRow kCalibrationRows[] = {
     {"calibrationMatrix", kCalibrationMatrix, fixedMatrixText},
